@@ -1,0 +1,63 @@
+# The build rules every target shares, in one place.
+
+add_library(vela_build_options INTERFACE)
+target_compile_options(vela_build_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${VELA_WERROR}>:-Werror>)
+target_compile_definitions(vela_build_options INTERFACE
+  QT_NO_FOREACH QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+foreach(sanitizer IN LISTS VELA_SANITIZE)
+  target_compile_options(vela_build_options INTERFACE
+    -fsanitize=${sanitizer} -fno-omit-frame-pointer)
+  target_link_options(vela_build_options INTERFACE -fsanitize=${sanitizer})
+endforeach()
+if("undefined" IN_LIST VELA_SANITIZE)
+  target_compile_options(vela_build_options INTERFACE -fno-sanitize-recover=undefined)
+endif()
+if(VELA_COVERAGE)
+  target_compile_options(vela_build_options INTERFACE --coverage)
+  target_link_options(vela_build_options INTERFACE --coverage)
+endif()
+
+# vela_add_library(<name> HEADERS ... [SOURCES ...] [LINKS ...])
+# One folder, one library. What is linked is all that the folder may include;
+# every header must compile alone (target all_verify_interface_header_sets).
+function(vela_add_library name)
+  cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES;LINKS" ${ARGN})
+  if(ARG_SOURCES)
+    set(scope PUBLIC)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE vela_build_options)
+  else()
+    set(scope INTERFACE)
+    add_library(${name} INTERFACE)
+  endif()
+  target_include_directories(${name} ${scope} ${PROJECT_SOURCE_DIR}/src)
+  if(ARG_HEADERS)
+    target_sources(${name} ${scope} FILE_SET HEADERS
+      BASE_DIRS ${PROJECT_SOURCE_DIR}/src FILES ${ARG_HEADERS})
+  endif()
+  target_link_libraries(${name} ${scope} ${ARG_LINKS})
+  set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+endfunction()
+
+# vela_add_test(<tst_class> [SOURCES ...] LINKS ... [LABEL unit|device|endtoend]
+#               [TIMEOUT seconds] [ENVIRONMENT ...])
+# The source is <tst_class>.cpp beside the list file. Labels: "unit" needs no
+# sound server and no display, "device" starts a private sound server,
+# "endtoend" also a virtual display.
+function(vela_add_test name)
+  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
+  if(NOT ARG_LABEL)
+    set(ARG_LABEL unit)
+  endif()
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 60)
+  endif()
+  add_executable(${name} ${name}.cpp ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES
+    LABELS ${ARG_LABEL}
+    TIMEOUT ${ARG_TIMEOUT}
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${ARG_ENVIRONMENT}")
+endfunction()
