@@ -2,7 +2,9 @@
 
 add_library(vela_build_options INTERFACE)
 target_compile_options(vela_build_options INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${VELA_WERROR}>:-Werror>)
+  -Wall -Wextra -Wconversion -Wshadow $<$<BOOL:${VELA_WERROR}>:-Werror>
+  # Fused multiply-adds would make clones for newer processors round differently.
+  -ffp-contract=off)
 target_compile_definitions(vela_build_options INTERFACE
   QT_NO_FOREACH QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 foreach(sanitizer IN LISTS VELA_SANITIZE)
