@@ -1,0 +1,134 @@
+#include "ratio.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+
+namespace bench {
+
+namespace {
+
+constexpr int kMaxRepeats = 1 << 20;
+
+double timeCallsNs(const Kernel& kernel, int repeats)
+{
+    if (kernel.prepare)
+        kernel.prepare();
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < repeats; ++i)
+        kernel.run();
+    const auto end = std::chrono::steady_clock::now();
+    return std::chrono::duration<double, std::nano>(end - begin).count() / repeats;
+}
+
+int repeatsFor(const Kernel& kernel, double minSampleNs)
+{
+    timeCallsNs(kernel, 1); // caches, lazily made state
+    if (kernel.prepare)
+        return 1;
+    const double oneNs = std::max(timeCallsNs(kernel, 1), 1.0);
+    int repeats = std::clamp(static_cast<int>(minSampleNs / oneNs), 1, kMaxRepeats);
+    // A first call is rarely typical of a very short kernel: measure again.
+    const double typicalNs = std::max(timeCallsNs(kernel, repeats), 1.0);
+    repeats = std::clamp(static_cast<int>(minSampleNs / typicalNs), 1, kMaxRepeats);
+    return repeats;
+}
+
+double median(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace
+
+Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds, double minSampleMs)
+{
+    const int referenceRepeats = repeatsFor(reference, minSampleMs * 1e6);
+    const int productRepeats = repeatsFor(product, minSampleMs * 1e6);
+    std::vector<double> figures;
+    std::vector<double> references;
+    std::vector<double> ratios;
+    for (int round = 0; round < std::max(rounds, 1); ++round) {
+        references.push_back(timeCallsNs(reference, referenceRepeats));
+        figures.push_back(timeCallsNs(product, productRepeats));
+        ratios.push_back(figures.back() / std::max(references.back(), 1e-3));
+    }
+    return {median(figures), median(references), median(ratios)};
+}
+
+Report::Report(int argc, char** argv)
+{
+    for (int i = 1; i + 1 < argc; ++i) {
+        if (std::strcmp(argv[i], "--json") == 0)
+            m_jsonPath = argv[++i];
+        else if (std::strcmp(argv[i], "--filter") == 0)
+            m_filter = argv[++i];
+    }
+    std::printf("row | figure | reference | ratio | target | met\n");
+}
+
+Report::~Report()
+{
+    if (m_jsonPath.empty())
+        return;
+    std::FILE* file = std::fopen(m_jsonPath.c_str(), "w");
+    if (file == nullptr) {
+        std::fprintf(stderr, "cannot write %s\n", m_jsonPath.c_str());
+        return;
+    }
+    std::fprintf(file, "[");
+    const char* separator = "\n";
+    for (const Row& row : m_rows) {
+        std::fprintf(file,
+                     "%s  {\"row\": \"%s\", \"unit\": \"%s\", \"figure\": %.6g, "
+                     "\"reference\": %.6g, \"ratio\": %.4f, \"target\": %.4g, \"met\": %s}",
+                     separator, row.name.c_str(), row.unit.c_str(), row.figure, row.reference,
+                     row.ratio, row.target, row.ratio <= row.target ? "true" : "false");
+        separator = ",\n";
+    }
+    std::fprintf(file, "\n]\n");
+    std::fclose(file);
+}
+
+bool Report::wants(const std::string& row) const
+{
+    return row.find(m_filter) != std::string::npos;
+}
+
+void Report::compare(const std::string& row, const Kernel& reference, const Kernel& product,
+                     double target, int rounds)
+{
+    if (!wants(row))
+        return;
+    const Times times = timeTurnAbout(reference, product, rounds);
+    keep({row, "ns", times.figureNs, times.referenceNs, times.ratio, target});
+}
+
+void Report::add(const std::string& row, double figure, double reference, double target,
+                 const std::string& unit)
+{
+    if (wants(row))
+        keep({row, unit, figure, reference, figure / reference, target});
+}
+
+int Report::exitCode() const
+{
+    return std::all_of(m_rows.begin(), m_rows.end(),
+                       [](const Row& row) { return row.ratio <= row.target; })
+               ? 0
+               : 1;
+}
+
+void Report::keep(const Row& row)
+{
+    std::printf("%s | %.6g %s | %.6g %s | %.3f | %.3g | %s\n", row.name.c_str(), row.figure,
+                row.unit.c_str(), row.reference, row.unit.c_str(), row.ratio, row.target,
+                row.ratio <= row.target ? "yes" : "NO");
+    std::fflush(stdout);
+    m_rows.push_back(row);
+}
+
+} // namespace bench
