@@ -1,0 +1,9 @@
+#include "registerresources.h"
+
+#include <QtCore/qglobal.h>
+
+// The macro declares the generated function, so it has to stand outside any namespace.
+void registerResources()
+{
+    Q_INIT_RESOURCE(vela);
+}
