@@ -1,0 +1,105 @@
+#include "project/audioimporter.h"
+
+#include "project/decoderrun.h"
+#include "project/mediaprobe.h"
+
+#include <QDebug>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QScopedValueRollback>
+
+TrackHandle AudioImporter::importFile(const QString& path)
+{
+    if (m_busy)
+        return {};
+    const QScopedValueRollback busy(m_busy, true);
+    m_cancelled = false;
+    return run(path);
+}
+
+void AudioImporter::cancel()
+{
+    m_cancelled = m_busy;
+    if (m_loop)
+        m_loop->quit();
+}
+
+// Runs a stage until it is done; false if the import was dropped instead.
+// A stage may be done before the loop runs, when a quit() would be lost.
+template <typename Stage>
+bool AudioImporter::complete(Stage& stage)
+{
+    QEventLoop loop;
+    connect(&stage, &Stage::done, &loop, &QEventLoop::quit);
+    stage.start();
+    if (!stage.isDone() && !m_cancelled) {
+        const QScopedValueRollback current(m_loop, &loop);
+        loop.exec();
+    }
+    return stage.isDone() && !m_cancelled;
+}
+
+TrackHandle AudioImporter::run(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        return fail(tr("File does not exist: %1").arg(path));
+    // Opening a pipe would wait for its writer.
+    if (!info.isFile())
+        return failToDecode(path);
+
+    qint64 durationMs = -1;
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return fail(tr("Cannot read %1: %2").arg(path, file.errorString()));
+        MediaProbe probe(file);
+        if (!complete(probe))
+            return {};
+        if (probe.verdict() == MediaProbe::Verdict::NotDecodable)
+            return failToDecode(path);
+        durationMs = probe.durationMs();
+    }
+    return decode(path, durationMs);
+}
+
+TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
+{
+    CountingFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(tr("Cannot read %1: %2").arg(path, file.errorString()));
+    DecoderRun decoding(file, durationMs);
+    connect(&decoding, &DecoderRun::progressChanged, this, [this](int percent) {
+        if (!m_cancelled)
+            emit progressChanged(percent);
+    });
+    if (!complete(decoding))
+        return {};
+
+    SampleCollector& samples = decoding.samples();
+    if (!decoding.errorText().isEmpty())
+        return fail(decoding.errorText());
+    if (decoding.state() != DecoderRun::State::Finished || samples.isEmpty())
+        return failToDecode(path);
+
+    const int sourceChannels = samples.sourceChannels();
+    const auto track = TrackHandle::create(QFileInfo(path).baseName(),
+                                           trackChannelsFor(sourceChannels), samples.sampleRate());
+    track->samples = samples.takeChannels();
+    emit progressChanged(100);
+    qDebug() << "Imported" << path << ":" << track->length() << "samples," << sourceChannels
+             << "channels," << track->sampleRate << "Hz";
+    return track;
+}
+
+TrackHandle AudioImporter::fail(const QString& message)
+{
+    emit errorOccurred(message);
+    return {};
+}
+
+TrackHandle AudioImporter::failToDecode(const QString& path)
+{
+    return fail(tr("Failed to decode: %1").arg(path));
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "project/track.h"
+
+#include <QObject>
+#include <QString>
+
+class QEventLoop;
+
+/// Turns an audio file that the platform can decode into one new track, at the
+/// file's own sample rate, without mixing or resampling.
+///
+/// GUI thread only. Start-up must have prepared the multimedia platform.
+class AudioImporter : public QObject {
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    /// Decodes the file at `path` into a new track named after the file up to
+    /// its first dot. Blocks the caller in a local event loop: timers, paints
+    /// and input go on, so the caller keeps the project from being changed and
+    /// this importer from being destroyed meanwhile.
+    ///
+    /// Returns null after exactly one `errorOccurred()`, whatever the file is:
+    /// a decoder that goes silent is given up. Returns null without a signal if
+    /// it was cancelled, if the application quit meanwhile, and at once, without
+    /// any effect, if this importer is already busy with a file.
+    [[nodiscard]] TrackHandle importFile(const QString& path);
+
+public slots:
+    /// Drops the running import: `importFile()` returns null and neither an
+    /// error nor a final 100 is emitted. Without a running import, or once the
+    /// final 100 has been emitted, it does nothing.
+    void cancel();
+
+signals:
+    /// Decoding progress in percent. 100 comes exactly once, on success; lower
+    /// values only if the length is known, and never falling.
+    void progressChanged(int percent);
+
+    /// The import failed; `message` says why, ready to be shown.
+    void errorOccurred(QString message);
+
+private:
+    template <typename Stage>
+    bool complete(Stage& stage);
+    TrackHandle run(const QString& path);
+    TrackHandle decode(const QString& path, qint64 durationMs);
+    TrackHandle fail(const QString& message);
+    TrackHandle failToDecode(const QString& path);
+
+    QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
+    bool m_busy = false;
+    bool m_cancelled = false;
+};
