@@ -1,0 +1,118 @@
+"""The window as a screen reader meets it: controls by role and name.
+
+The client library reads the session bus's address once, when it is loaded, so one
+process can look at one session only, and `SessionBus` must come first.
+"""
+
+import os
+from pathlib import Path
+
+from .processes import Failure, Process, wait_until
+
+START_SECONDS = 15.0
+FIND_SECONDS = 15.0
+MENU_ENTRIES = ("menu item", "check menu item", "radio menu item")
+BUTTONS = ("push button", "toggle button", "check box")
+
+
+def bus_environment(folder, environment):
+    """Where the bus of that folder will be. Given to every program of the stage, so that
+    none of those that start before the bus goes and launches one of its own."""
+    return dict(environment, DBUS_SESSION_BUS_ADDRESS=f"unix:path={Path(folder) / 'bus'}",
+                QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+
+
+class SessionBus:
+    """`environment` is one made by bus_environment(), with the display in it."""
+
+    def __init__(self, folder, environment):
+        address = environment["DBUS_SESSION_BUS_ADDRESS"]
+        self._process = Process(
+            ["dbus-daemon", "--session", "--nofork", "--nopidfile", f"--address={address}"],
+            Path(folder) / "bus.log", environment)
+        wait_until((Path(folder) / "bus").exists, START_SECONDS, "the session bus to start")
+        os.environ.update({name: environment[name] for name in
+                           ("DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "XAUTHORITY")})
+
+    def stop(self):
+        self._process.stop()
+
+
+class Application:
+    """The controls of the program with that process id."""
+
+    def __init__(self, pid):
+        import pyatspi  # after the session bus, see above
+
+        self._atspi = pyatspi
+        self._root = wait_until(lambda: self._find_application(pid), START_SECONDS,
+                                "the program to appear on the accessibility bus")
+        self._root.setCacheMask(pyatspi.cache.NONE)
+
+    def _find_application(self, pid):
+        for application in self._atspi.Registry.getDesktop(0):
+            try:
+                if application is not None and application.get_process_id() == pid:
+                    return application
+            except Exception:  # it went away while being asked
+                continue
+        return None
+
+    def _walk(self, node):
+        yield node
+        for index in range(node.childCount):
+            child = node.getChildAtIndex(index)
+            if child is not None:
+                yield from self._walk(child)
+
+    def all(self, roles, name=None, showing=True):
+        """Controls of one of the roles (and of that name) in the order of the tree."""
+        roles = (roles,) if isinstance(roles, str) else roles
+        found = []
+        try:
+            for node in self._walk(self._root):
+                if node.getRoleName() not in roles or (name is not None and node.name != name):
+                    continue
+                if not showing or node.getState().contains(self._atspi.STATE_SHOWING):
+                    found.append(node)
+        except Exception:  # the tree changed under our feet: the caller asks again
+            return []
+        return found
+
+    def find(self, roles, name=None, index=0, timeout=FIND_SECONDS):
+        def look():
+            nodes = self.all(roles, name)
+            return nodes[index] if len(nodes) > index else None
+
+        return wait_until(look, timeout, f"a {roles} named {name!r} in the window")
+
+    def press(self, name, index=0):
+        """What a screen reader's user does to press a button."""
+        button = self.find(BUTTONS, name, index)
+        actions = button.queryAction()
+        names = [actions.getName(i).lower() for i in range(actions.nActions)]
+        for wanted in ("press", "toggle"):
+            if wanted in names:
+                actions.doAction(names.index(wanted))
+                return
+        raise Failure(f"the button {name!r} offers only {names}")
+
+    def choose(self, name):
+        """Chooses an entry of the open menu."""
+        entry = self.find(MENU_ENTRIES, name)
+        entry.queryAction().doAction(0)
+        wait_until(lambda: not self.all(MENU_ENTRIES, name), FIND_SECONDS, "the menu to close")
+
+    def is_checked(self, name, index=0):
+        return self.find(BUTTONS, name, index).getState().contains(self._atspi.STATE_CHECKED)
+
+    def is_enabled(self, name, index=0):
+        return self.find(BUTTONS, name, index).getState().contains(self._atspi.STATE_ENABLED)
+
+    def area(self, node):
+        """Left, top, width and height on the screen, in pixels."""
+        box = node.queryComponent().getExtents(self._atspi.DESKTOP_COORDS)
+        return box.x, box.y, box.width, box.height
+
+    def labels(self):
+        return [node.name for node in self.all("label")]

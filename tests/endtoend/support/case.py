@@ -1,0 +1,64 @@
+"""The frame of an end-to-end test: one stage a class, one run of the program a test."""
+
+import sys
+import unittest
+
+from . import samples
+from .editor import Editor, Stage
+
+_program = None
+
+
+class EditorCase(unittest.TestCase):
+    """Each test gets a fresh editor in `self.editor`, and may put files in `self.folder`."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.stage = Stage()
+        cls.folder = cls.stage.folder
+        cls.sound = cls.stage.sound
+        cls.display = cls.stage.display
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.stage.close()
+
+    def setUp(self):
+        self.editor = self.start()
+        self.controls = self.editor.controls
+
+    def start(self):
+        editor = Editor(self.stage, _program)
+        self.addCleanup(editor.stop)
+        self.addCleanup(self._show_log_of_failure, editor)
+        return editor
+
+    def _show_log_of_failure(self, editor):
+        errors = getattr(self._outcome.result, "failures", []) + self._outcome.result.errors
+        if any(test is self for test, _ in errors):
+            print(f"--- the editor's log in {self.id()}\n{editor.process.log()}", file=sys.stderr)
+
+    def make_wav(self, name, seconds, channels=samples.STEREO, rate=None):
+        """Makes a float file of that length; returns its path and the bytes of its samples."""
+        rate = rate or self.sound.rate
+        path = self.folder / name
+        data = samples.write_float_wav(path, samples.tune(rate, seconds, channels), rate, channels)
+        return path, data
+
+    def play_to_the_end(self, seconds):
+        """Presses Space and returns what the loudspeaker played until the end of it."""
+        with self.sound.capture() as capture:
+            self.display.key("space")
+            self.editor.wait_until_playing()
+            self.editor.wait_until_played(seconds)
+            capture.wait_for_more(0.2)
+        return capture.data()
+
+
+def main():
+    """The first argument is the program under test, the rest goes to unittest."""
+    global _program
+    if len(sys.argv) < 2:
+        sys.exit(f"usage: {sys.argv[0]} <program> [unittest arguments]")
+    _program = sys.argv.pop(1)
+    unittest.main(verbosity=2)

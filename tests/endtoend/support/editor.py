@@ -1,0 +1,191 @@
+"""The editor on its private screen and sound server, driven as a person would."""
+
+import os
+import re
+import shutil
+import tempfile
+from pathlib import Path
+
+from .accessibility import BUTTONS, Application, SessionBus, bus_environment
+from .display import Display
+from .processes import Failure, Process, wait_until
+from .sound import SoundServer
+
+TITLE = "Quorix Vela"
+OPEN_TITLE = "Open File"
+SAVE_TITLE = "Save Project"
+IMPORT_SECONDS = 30.0
+START_SECONDS = 10.0
+CLOSE_SECONDS = 10.0
+TYPED_SECONDS = 3.0
+TYPING_DELAYS_MS = (8, 40, 120, 250)
+PLAY, STOP, RECORD = "Play", "Stop", "Rec"
+_POSITION = re.compile(r"\d{2,}:\d{2}:\d{2}\.\d{3}")
+
+
+class Stage:
+    """Screen, bus and sound server; everything in one folder that is removed at the end."""
+
+    def __init__(self, size=(1600, 1000)):
+        self.folder = Path(tempfile.mkdtemp(prefix="vela-"))
+        self._parts = []
+        try:
+            self._set(size)
+        except BaseException:
+            self.close()
+            raise
+
+    def _set(self, size):
+        environment = bus_environment(self.folder, self._clean_environment())
+        self.display = self._keep(Display(self.folder, environment, size))
+        self.sound = self._keep(SoundServer(self.folder, self.display.environment))
+        self.environment = self.sound.environment
+        self._keep(SessionBus(self.folder, self.environment))
+
+    def _keep(self, part):
+        self._parts.append(part)
+        return part
+
+    def _clean_environment(self):
+        """The caller's variables without those by which a desktop would show through."""
+        environment = {name: value for name, value in os.environ.items()
+                       if not name.startswith(("QT_", "XDG_", "DBUS_", "PULSE_", "GTK_"))}
+        home = self.folder / "home"
+        for name in ("Desktop", ".config", ".cache"):
+            (home / name).mkdir(parents=True, exist_ok=True)
+        # Another process's session manager would be asked about ours.
+        environment.pop("SESSION_MANAGER", None)
+        environment.update(HOME=str(home), XDG_CONFIG_HOME=str(home / ".config"),
+                           XDG_CACHE_HOME=str(home / ".cache"), NO_AT_BRIDGE="0")
+        return environment
+
+    def close(self):
+        for part in reversed(self._parts):
+            part.stop()
+        self._parts.clear()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+class Editor:
+    """One run of the program. Pixels are those of the screen."""
+
+    def __init__(self, stage, program, scale=1):
+        self.stage = stage
+        self.display = stage.display
+        self.scale = scale
+        environment = dict(stage.environment)
+        if scale != 1:
+            environment["QT_SCALE_FACTOR"] = str(scale)
+        self.process = Process([program], stage.folder / "editor.log", environment)
+        try:
+            self.window = self.display.wait_for_window(TITLE)
+            self.controls = Application(self.process.pid)
+            self.display.activate(self.window)
+        except Failure as failure:
+            self.process.stop()
+            raise Failure(f"{failure}\n{self.process.log()}") from None
+
+    def _answer_dialog(self, title, path):
+        """Types a path into the toolkit's own file dialog and presses Return."""
+        dialog = self.display.wait_for_window(title)
+        self.display.activate(dialog)
+        self._type_into(self.controls.find("text"), str(path))
+        self.display.key("Return")
+        self.display.wait_for_no_window(title)
+        self.display.activate(self.window)
+
+    def _type_into(self, field, text):
+        """Letters that no key of the layout has are typed by changing the layout for each,
+        and a program that is slow to follow reads some of them wrongly: then slower."""
+        delays = TYPING_DELAYS_MS if text.isascii() else TYPING_DELAYS_MS[1:]
+        for delay_ms in delays:
+            self.display.key("ctrl+a")
+            self.display.type(text, delay_ms)
+            try:
+                wait_until(lambda: field.queryText().getText(0, -1) == text, TYPED_SECONDS,
+                           "the dialog to show what was typed")
+                return
+            except Failure as failure:
+                seen, reason = field.queryText().getText(0, -1), failure
+        raise Failure(f"{reason}; it shows {seen!r} instead of {text!r}")
+
+    def open(self, path):
+        """Ctrl+O, the path typed, Return."""
+        self.display.activate(self.window)
+        self.display.key("ctrl+o")
+        self._answer_dialog(OPEN_TITLE, path)
+
+    def open_audio(self, path):
+        """Opens a sound file and waits until its track is shown by name."""
+        before = len(self.track_names())
+        self.open(path)
+        name = Path(path).stem
+        wait_until(lambda: len(self.track_names()) == before + 1
+                   and name in self.track_names(), IMPORT_SECONDS, f"the track {name!r}")
+
+    def save(self, path):
+        self.display.activate(self.window)
+        self.display.key("ctrl+s")
+        self._answer_dialog(SAVE_TITLE, path)
+
+    def position(self):
+        """The text of the position read-out."""
+        texts = [text for text in self.controls.labels() if _POSITION.fullmatch(text)]
+        if not texts:
+            raise Failure("the window shows no position")
+        return texts[0]
+
+    def track_names(self):
+        """What the label beside each Mute button says."""
+        names = []
+        for mute in self.controls.all(BUTTONS, "M"):
+            header = mute.parent
+            names += [header.getChildAtIndex(i).name for i in range(header.childCount)
+                      if header.getChildAtIndex(i).getRoleName() == "label"]
+        return names
+
+    def waveform_area(self, index):
+        """Left, top, width, height of a strip's waveform, to the right of its header."""
+        mute = self.controls.find(BUTTONS, "M", index)
+        strip = mute.parent.parent
+        left, top, width, height = self.controls.area(strip)
+        header_width = self.controls.area(mute.parent)[2]
+        return left + header_width, top, width - header_width, height
+
+    def scope_point(self):
+        """A place on the scope: under the toolbar, above the strips, left of the stereo view."""
+        left, _, width, _ = self.display.geometry(self.window)
+        button = self.controls.area(self.controls.find(BUTTONS, PLAY))
+        return left + width // 4, button[1] + button[3] + 40 * self.scale
+
+    def is_playing(self):
+        return self.controls.is_checked(PLAY)
+
+    def wait_until_playing(self):
+        wait_until(self.is_playing, START_SECONDS, "the playback to start")
+
+    def wait_until_played(self, timeout):
+        wait_until(lambda: not self.is_playing(), timeout, "the playback to end by itself")
+
+    def screenshot(self, path):
+        self.display.screenshot(path, self.window)
+
+    def close(self):
+        """Closes the window as a person does; returns the exit code."""
+        self.display.close_window(self.window)
+        return self.process.wait(CLOSE_SECONDS)
+
+    def stop(self):
+        self.process.stop()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()

@@ -1,0 +1,104 @@
+"""A sound server of one's own, with a loudspeaker and a microphone that can be heard and fed."""
+
+from pathlib import Path
+
+from .processes import Failure, Process, run, wait_until
+from .samples import BYTES_PER_SAMPLE, STEREO
+
+RATE = 44100
+START_SECONDS = 15.0
+
+# A sink that takes on a new player takes back the silence that it rendered ahead, and
+# what a listener has been handed already is lost to it. So the listener has to be
+# slower than any player; the players themselves ask for far less than this.
+LISTEN_LATENCY_MS = 500
+FEED_LATENCY_MS = 120
+
+_NULL_SINK = "module-null-sink sink_name={name} rate={rate} channels={channels} format=float32le"
+
+
+class SoundServer:
+    """PulseAudio in a folder of its own; `environment` lets other programs find it."""
+
+    def __init__(self, folder, environment, rate=RATE):
+        self.rate = rate
+        self._folder = Path(folder)
+        runtime = self._folder / "runtime"
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        self.environment = dict(environment, XDG_RUNTIME_DIR=str(runtime))
+        for name in ("PULSE_SERVER", "PULSE_SINK", "PULSE_SOURCE"):
+            self.environment.pop(name, None)
+        self._process = None
+        self.start()
+
+    def start(self):
+        sinks = [_NULL_SINK.format(name=name, rate=self.rate, channels=channels)
+                 for name, channels in (("speaker", STEREO), ("micfeed", 1))]
+        modules = ["module-native-protocol-unix", *sinks,
+                   "module-remap-source source_name=mic master=micfeed.monitor"]
+        arguments = ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no",
+                     "--exit-idle-time=-1", "--disable-shm=yes"]
+        for module in modules:
+            arguments += ["-L", module]
+        self._process = Process(arguments, self._folder / "pulseaudio.log", self.environment)
+        wait_until(self._is_ready, START_SECONDS, "the sound server to answer")
+        self.control("set-default-sink", "speaker")
+        self.control("set-default-source", "mic")
+
+    def _is_ready(self):
+        if not self._process.is_running():
+            raise Failure("the sound server ended:\n" + self._process.log())
+        try:
+            return "mic" in self.control("list", "short", "sources")
+        except Failure:
+            return False
+
+    def control(self, *arguments):
+        return run(["pactl", *arguments], self.environment)
+
+    def capture(self, source="speaker.monitor", channels=STEREO):
+        return Capture(self, source, channels)
+
+    def feed(self, path):
+        """Plays a float file without a header into the microphone; returns when it is through."""
+        run(["pacat", "--playback", "-d", "micfeed", "--format=float32le", f"--rate={self.rate}",
+             "--channels=1", "--raw", f"--latency-msec={FEED_LATENCY_MS}", path], self.environment, timeout=600.0)
+
+    def stop(self):
+        if self._process:
+            self._process.stop()
+            self._process = None
+
+
+class Capture:
+    """Records a source from `with` on; `data()` is what has been heard so far."""
+
+    def __init__(self, server, source, channels):
+        self._server = server
+        self._source = source
+        self._channels = channels
+        self._process = None
+        self.path = server._folder / f"capture-{id(self)}.raw"
+
+    def __enter__(self):
+        self._process = Process(
+            ["parec", "-d", self._source, "--format=float32le", f"--rate={self._server.rate}",
+             f"--channels={self._channels}", "--raw", f"--latency-msec={LISTEN_LATENCY_MS}", self.path],
+            self._server._folder / "parec.log", self._server.environment)
+        wait_until(lambda: self.frames() > 0, START_SECONDS, f"{self._source} to be recorded")
+        return self
+
+    def __exit__(self, *_):
+        self._process.stop()
+
+    def data(self):
+        return self.path.read_bytes() if self.path.exists() else b""
+
+    def frames(self):
+        size = self.path.stat().st_size if self.path.exists() else 0
+        return size // (BYTES_PER_SAMPLE * self._channels)
+
+    def wait_for_more(self, seconds):
+        """Waits until that much more sound (or silence) has been recorded."""
+        target = self.frames() + int(seconds * self._server.rate)
+        wait_until(lambda: self.frames() >= target, seconds + START_SECONDS, "the recording to go on")

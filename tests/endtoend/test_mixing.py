@@ -1,0 +1,59 @@
+"""Mute and Solo of two tracks, as the loudspeaker has them."""
+
+from support import case, samples
+from support.accessibility import BUTTONS
+from support.processes import wait_until
+
+SECONDS = 0.6
+
+
+class Mixing(case.EditorCase):
+    def setUp(self):
+        super().setUp()
+        first, self.first = self.make_wav("first.wav", SECONDS)
+        second = self.folder / "second.wav"
+        rising = [0.2 + 0.1 * i / (SECONDS * self.sound.rate) for i in
+                  range(samples.STEREO * int(SECONDS * self.sound.rate))]
+        self.second = samples.write_float_wav(second, rising, self.sound.rate)
+        self.editor.open_audio(first)
+        self.editor.open_audio(second)
+        self.assertEqual(self.editor.track_names(), ["first", "second"])
+
+    def heard(self):
+        return self.play_to_the_end(20)
+
+    def test_both_tracks_are_summed_and_clipped(self):
+        pairs = zip(samples.from_bytes(self.first), samples.from_bytes(self.second))
+        total = samples.to_bytes([max(-1.0, min(1.0, a + b)) for a, b in pairs])
+        samples.require_exact(self.heard(), total)
+
+    def test_muted_track_is_not_heard(self):
+        self.controls.press("M", 0)
+        samples.require_exact(self.heard(), self.second)
+
+    def test_solo_leaves_only_its_track(self):
+        self.controls.press("S", 0)
+        samples.require_exact(self.heard(), self.first)
+
+    def test_solo_wins_over_mute(self):
+        self.controls.press("M", 1)
+        self.controls.press("S", 1)
+        samples.require_exact(self.heard(), self.second)
+
+    def test_all_muted_is_silence_and_still_ends(self):
+        self.controls.press("M", 0)
+        self.controls.press("M", 1)
+        self.assertEqual(samples.sounding_bytes(self.heard()), b"")
+
+    def test_strip_is_renamed_by_a_double_click(self):
+        mute = self.controls.find(BUTTONS, "M", 0)
+        left, top, width, _ = self.controls.area(mute.parent)
+        self.display.click(left + width // 2, top + 14, times=2)
+        self.display.key("ctrl+a")
+        self.display.type("  Drums ")
+        self.display.key("Return")
+        wait_until(lambda: self.editor.track_names() == ["Drums", "second"], 5, "the new name")
+
+
+if __name__ == "__main__":
+    case.main()

@@ -1,0 +1,129 @@
+"""From a file to the loudspeaker: open by typing, look, press Space, compare what was heard."""
+
+import unittest
+
+from support import case, samples
+from support.processes import wait_until
+
+BLOCK_FRAMES = 1024
+FRAME_BYTES = samples.STEREO * samples.BYTES_PER_SAMPLE
+
+
+def milliseconds(text):
+    hours, minutes, seconds = text.split(":")
+    return round((int(hours) * 3600 + int(minutes) * 60 + float(seconds)) * 1000)
+
+
+class Playback(case.EditorCase):
+    def open_tune(self, seconds, name="tune.wav"):
+        path, data = self.make_wav(name, seconds)
+        self.editor.open_audio(path)
+        return data
+
+    def frame_at(self, x, width, data):
+        """The frame under a pixel while the whole project is in view."""
+        return len(data) // FRAME_BYTES * x // width
+
+    def test_stereo_float_file_is_heard_bit_for_bit(self):
+        data = self.open_tune(2.0)
+        samples.require_exact(self.play_to_the_end(20), data)
+
+    def test_second_playback_is_as_exact_as_the_first(self):
+        data = self.open_tune(0.7)
+        samples.require_exact(self.play_to_the_end(20), data)
+        samples.require_exact(self.play_to_the_end(20), data)
+
+    def test_tenth_of_a_second_is_heard_to_its_last_frame(self):
+        data = self.open_tune(0.1)
+        samples.require_exact(self.play_to_the_end(20), data)
+
+    def test_playback_after_a_stop_begins_with_nothing_left_over(self):
+        data = self.open_tune(3.0)
+        self.display.key("space")
+        wait_until(lambda: milliseconds(self.editor.position()) > 300, 10, "the play head to run")
+        self.display.key("space")
+        wait_until(lambda: not self.editor.is_playing(), 5, "the playback to stop")
+        samples.require_exact(self.play_to_the_end(20), data)
+
+    def test_mono_file_is_heard_on_both_sides(self):
+        path, mono = self.make_wav("mono.wav", 1.0, channels=1)
+        self.editor.open_audio(path)
+        both = samples.to_bytes([v for value in samples.from_bytes(mono) for v in (value, value)])
+        samples.require_exact(self.play_to_the_end(20), both)
+
+    def test_mp3_is_heard_as_it_decodes(self):
+        path, _ = self.make_wav("source.wav", 1.5)
+        mp3 = self.folder / "song.mp3"
+        samples.run(["ffmpeg", "-v", "error", "-y", "-i", path, "-b:a", "192k", mp3])
+        self.editor.open_audio(mp3)
+        heard = self.play_to_the_end(20)
+        samples.require_close(heard, samples.decoded_by_ffmpeg(mp3, self.sound.rate), 1e-4)
+
+    def test_names_with_any_letters_open(self):
+        for name in ("with space.wav", "50% #1.wav", "grüße-naïve.wav", "日本語.wav"):
+            with self.subTest(name=name):
+                self.open_tune(0.2, name)
+
+    def test_click_on_the_waveform_is_where_playback_starts(self):
+        data = self.open_tune(2.0)
+        left, top, width, height = self.editor.waveform_area(0)
+        x = width // 3
+        self.display.click(left + x, top + height // 2)
+        frame = self.frame_at(x, width, data)
+        shown = milliseconds(self.editor.position())
+        self.assertEqual(shown, frame * 1000 // self.sound.rate)
+        samples.require_exact(self.play_to_the_end(20), data[frame * FRAME_BYTES:])
+
+    def test_dragged_selection_is_what_is_heard(self):
+        data = self.open_tune(2.0)
+        left, top, width, height = self.editor.waveform_area(0)
+        first, last = width // 2, width // 4
+        y = top + height // 2
+        self.display.drag((left + first, y), (left + last, y))
+        start, end = self.frame_at(last, width, data), self.frame_at(first, width, data)
+        blocks = -(-(end - start) // BLOCK_FRAMES)
+        stop = start + blocks * BLOCK_FRAMES
+        samples.require_exact(self.play_to_the_end(20),
+                              data[start * FRAME_BYTES:stop * FRAME_BYTES])
+
+    def test_shift_space_loops_until_stopped(self):
+        data = self.open_tune(0.5)
+        with self.sound.capture() as capture:
+            self.display.key("shift+space")
+            self.editor.wait_until_playing()
+            capture.wait_for_more(2.0)
+            self.assertTrue(self.editor.is_playing())
+            self.display.key("shift+space")
+            wait_until(lambda: not self.editor.is_playing(), 5, "the loop to stop")
+        heard = samples.sounding_bytes(capture.data())
+        self.assertGreater(len(heard), 2 * len(data))
+        self.assertEqual(heard[:len(data)], data)
+        # Blocks are mixed whole: the last one before the wrap runs past the end in
+        # silence, and the first one after it starts as much further in.
+        frames = len(data) // FRAME_BYTES
+        blocks = -(-frames // BLOCK_FRAMES)
+        resumed = (blocks * BLOCK_FRAMES) % frames
+        second = heard[blocks * BLOCK_FRAMES * FRAME_BYTES:][:BLOCK_FRAMES * FRAME_BYTES]
+        self.assertEqual(second, data[resumed * FRAME_BYTES:][:len(second)])
+
+    def test_read_out_runs_while_playing_and_returns_to_the_cursor(self):
+        self.open_tune(1.5)
+        self.assertEqual(self.editor.position(), "00:00:00.000")
+        self.display.key("space")
+        seen = [wait_until(lambda: milliseconds(self.editor.position()), 10, "the play head")]
+        seen.append(wait_until(lambda: max(0, milliseconds(self.editor.position()) - seen[0]),
+                               10, "the play head to go on"))
+        self.editor.wait_until_played(20)
+        wait_until(lambda: self.editor.position() == "00:00:00.000", 5, "the cursor's position")
+
+    def test_home_and_end_move_the_cursor(self):
+        data = self.open_tune(1.0)
+        self.display.key("End")
+        milliseconds_of_file = len(data) // FRAME_BYTES * 1000 // self.sound.rate
+        wait_until(lambda: milliseconds(self.editor.position()) == milliseconds_of_file, 5, "End")
+        self.display.key("Home")
+        wait_until(lambda: milliseconds(self.editor.position()) == 0, 5, "Home")
+
+
+if __name__ == "__main__":
+    case.main()
