@@ -1,0 +1,176 @@
+#include "widgets/lanepainter.h"
+
+#include "project/kernelclones.h"
+
+#include <QImage>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int kOpaque = 255;
+
+/// One 8-bit channel of `old` under `colour`, at `shift` in the pixel.
+quint32 blendedChannel(quint32 old, quint32 colour, int alpha, int shift)
+{
+    const auto a = static_cast<quint32>(alpha);
+    const quint32 under = (old >> shift) & 0xffU;
+    const quint32 over = (colour >> shift) & 0xffU;
+    return ((under * (kOpaque - a) + over * a) / kOpaque) << shift;
+}
+
+/// Truncating integer blend; both colours are opaque, and so is the result.
+quint32 blended(quint32 old, quint32 colour, int alpha)
+{
+    return blendedChannel(old, colour, alpha, 0) | blendedChannel(old, colour, alpha, 8) |
+           blendedChannel(old, colour, alpha, 16) | blendedChannel(old, colour, alpha, 24);
+}
+
+int alphaOf(double coverage)
+{
+    return coverage > 0.0 ? static_cast<int>(std::min(coverage, 1.0) * kOpaque) : 0;
+}
+
+/// One row of a tile: the rms span over the peak span over `base`.
+VELA_KERNEL_CLONES void paintRow(quint32* pixels, int count, int row, quint32 base,
+                                 const int* peakFirst, const int* peakEnd, const int* rmsFirst,
+                                 const int* rmsEnd)
+{
+    for (int i = 0; i < count; ++i) {
+        const bool inPeak = (row >= peakFirst[i]) & (row < peakEnd[i]);
+        const bool inRms = (row >= rmsFirst[i]) & (row < rmsEnd[i]);
+        const quint32 under = inPeak ? lane_colours::kPeak : base;
+        pixels[i] = inRms ? lane_colours::kRms : under;
+    }
+}
+
+quint32* pixelsOfRow(uchar* bits, qsizetype bytesPerLine, int row)
+{
+    return reinterpret_cast<quint32*>(bits + row * bytesPerLine);
+}
+
+} // namespace
+
+void ColumnLevels::resize(int columns)
+{
+    for (std::vector<float>* level : {&minimum, &maximum, &rms})
+        level->resize(static_cast<std::size_t>(columns));
+}
+
+void ColumnLevels::fillSilent()
+{
+    for (std::vector<float>* level : {&minimum, &maximum, &rms})
+        std::fill(level->begin(), level->end(), 0.0F);
+}
+
+LanePainter::LanePainter(int top, int height)
+    : m_top(top)
+    , m_bottom(top + height)
+    , m_half(height * 0.5)
+    , m_centre(top + m_half)
+{
+}
+
+void LanePainter::paint(QImage& image, ColumnRange columns, const ColumnLevels& levels)
+{
+    for (int column = columns.begin; column < columns.end; column += kTileColumns) {
+        const int count = std::min(kTileColumns, columns.end - column);
+        layOut(levels, column - columns.begin, count);
+        paintTile(image, column, count);
+    }
+}
+
+void LanePainter::paintEmpty(QImage& image, ColumnRange columns) const
+{
+    uchar* const bits = image.bits();
+    const int centreRow = static_cast<int>(m_centre);
+    for (int row = m_top; row < m_bottom; ++row) {
+        quint32* const pixels = pixelsOfRow(bits, image.bytesPerLine(), row);
+        std::fill(pixels + columns.begin, pixels + columns.end,
+                  row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground);
+    }
+}
+
+LanePainter::Rows LanePainter::rowsOf(double from, double to) const
+{
+    const double low = std::max(std::min(from, to), static_cast<double>(m_top));
+    const double high = std::min(std::max(from, to), static_cast<double>(m_bottom));
+    Rows rows;
+    if (!(high > low))
+        return rows;
+    rows.first = static_cast<int>(std::floor(low));
+    rows.end = static_cast<int>(std::ceil(high));
+    const int topAlpha = alphaOf(std::min(high, rows.first + 1.0) - low);
+    if (topAlpha < kOpaque) {
+        rows.topRow = rows.first++;
+        rows.topAlpha = topAlpha;
+    }
+    if (rows.first < rows.end) {
+        const int bottomAlpha = alphaOf(high - std::max(low, rows.end - 1.0));
+        if (bottomAlpha < kOpaque) {
+            rows.bottomRow = --rows.end;
+            rows.bottomAlpha = bottomAlpha;
+        }
+    }
+    return rows;
+}
+
+void LanePainter::layOut(const ColumnLevels& levels, int offset, int count)
+{
+    constexpr double kMinHeight = 1.0; // so that silence shows as a line
+    for (int i = 0; i < count; ++i) {
+        const auto level = static_cast<std::size_t>(offset + i);
+        double top = m_centre - static_cast<double>(levels.maximum[level]) * m_half;
+        double bottom = m_centre - static_cast<double>(levels.minimum[level]) * m_half;
+        if (bottom - top < kMinHeight) {
+            const double middle = (top + bottom) * 0.5;
+            top = middle - kMinHeight / 2;
+            bottom = middle + kMinHeight / 2;
+        }
+        m_peak.edges[i] = rowsOf(top, bottom);
+        m_peak.first[i] = m_peak.edges[i].first;
+        m_peak.end[i] = m_peak.edges[i].end;
+
+        const double reach = static_cast<double>(levels.rms[level]) * m_half;
+        m_rms.edges[i] = reach > 0.0 ? rowsOf(m_centre - reach, m_centre + reach) : Rows{};
+        m_rms.first[i] = m_rms.edges[i].first;
+        m_rms.end[i] = m_rms.edges[i].end;
+    }
+}
+
+void LanePainter::paintTile(QImage& image, int column, int count) const
+{
+    uchar* const bits = image.bits();
+    const qsizetype bytesPerLine = image.bytesPerLine();
+    const int centreRow = static_cast<int>(m_centre);
+    for (int row = m_top; row < m_bottom; ++row) {
+        paintRow(pixelsOfRow(bits, bytesPerLine, row) + column, count, row,
+                 row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground,
+                 m_peak.first, m_peak.end, m_rms.first, m_rms.end);
+    }
+    blendEdges(bits, bytesPerLine, column, count);
+}
+
+void LanePainter::blendEdges(uchar* pixels, qsizetype bytesPerLine, int column, int count) const
+{
+    for (int i = 0; i < count; ++i) {
+        const auto blend = [&](int row, int alpha, quint32 colour) {
+            quint32& pixel = pixelsOfRow(pixels, bytesPerLine, row)[column + i];
+            pixel = blended(pixel, colour, alpha);
+        };
+        const Rows& peak = m_peak.edges[i];
+        const Rows& rms = m_rms.edges[i];
+        // Where the rms span lies opaque over an edge of the peak span, that
+        // edge is gone.
+        const auto hidden = [&rms](int row) { return row >= rms.first && row < rms.end; };
+        if (peak.topAlpha > 0 && !hidden(peak.topRow))
+            blend(peak.topRow, peak.topAlpha, lane_colours::kPeak);
+        if (peak.bottomAlpha > 0 && !hidden(peak.bottomRow))
+            blend(peak.bottomRow, peak.bottomAlpha, lane_colours::kPeak);
+        if (rms.topAlpha > 0)
+            blend(rms.topRow, rms.topAlpha, lane_colours::kRms);
+        if (rms.bottomAlpha > 0)
+            blend(rms.bottomRow, rms.bottomAlpha, lane_colours::kRms);
+    }
+}

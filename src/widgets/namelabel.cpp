@@ -1,0 +1,36 @@
+#include "widgets/namelabel.h"
+
+#include <QPainter>
+#include <QStyle>
+#include <QStyleOption>
+
+NameLabel::NameLabel(QWidget* parent)
+    : QLabel(parent)
+{
+    // A name may look like markup; it is none.
+    setTextFormat(Qt::PlainText);
+}
+
+void NameLabel::setName(const QString& name)
+{
+    setText(name);
+    setToolTip(Qt::mightBeRichText(name) ? QStringLiteral("<qt>%1</qt>").arg(name.toHtmlEscaped())
+                                         : name);
+}
+
+QSize NameLabel::minimumSizeHint() const
+{
+    return {0, QLabel::minimumSizeHint().height()};
+}
+
+void NameLabel::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    QStyleOption option;
+    option.initFrom(this);
+    style()->drawPrimitive(QStyle::PE_Widget, &option, &painter, this);
+    const QRect area = contentsRect().marginsRemoved(QMargins(margin(), 0, margin(), 0));
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, area.width());
+    style()->drawItemText(&painter, area, static_cast<int>(alignment()) | Qt::TextSingleLine,
+                          palette(), isEnabled(), shown, foregroundRole());
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QLabel>
+
+/// A label of one line of plain text that never asks for more width than it is
+/// given: what does not fit is drawn with an ellipsis, and the tool tip shows
+/// all of it. `text()` stays the whole text.
+class NameLabel : public QLabel {
+    Q_OBJECT
+
+public:
+    explicit NameLabel(QWidget* parent = nullptr);
+
+    /// Sets text and tool tip.
+    void setName(const QString& name);
+
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};

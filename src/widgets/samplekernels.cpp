@@ -1,0 +1,215 @@
+#include "widgets/samplekernels.h"
+
+#include "project/kernelclones.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace sample_kernels {
+
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr int kLanes = 8;   // floats of one vector
+constexpr int kVectors = 4; // enough at once to hide each operation's latency
+constexpr qint64 kStride = qint64{kLanes} * kVectors;
+
+using Vector = float __attribute__((vector_size(kLanes * sizeof(float))));
+
+// Vectors go by reference: by value, their passing would depend on the processor.
+#define VELA_ALWAYS_INLINE [[gnu::always_inline]] inline
+
+VELA_ALWAYS_INLINE void load(Vector& vector, const float* from)
+{
+    std::memcpy(&vector, from, sizeof vector);
+}
+
+// A comparison with NaN is false: the level found so far stays.
+template <typename T>
+VELA_ALWAYS_INLINE void lower(T& level, const T& value)
+{
+    level = value < level ? value : level;
+}
+
+template <typename T>
+VELA_ALWAYS_INLINE void raise(T& level, const T& value)
+{
+    level = value > level ? value : level;
+}
+
+VELA_ALWAYS_INLINE void store(Levels levels, qint64 index, float minimum, float maximum)
+{
+    const bool any = minimum <= maximum;
+    levels.minimum[index] = any ? minimum : 0.0F;
+    levels.maximum[index] = any ? maximum : 0.0F;
+}
+
+/// Extremes of a stretch, started at ±infinity. Where `lows` and `highs` are
+/// the same array, each value is loaded once.
+VELA_ALWAYS_INLINE void extremes(const float* lows, const float* highs, qint64 count,
+                                 float& minimum, float& maximum)
+{
+    minimum = kInfinity;
+    maximum = -kInfinity;
+    if (count < kLanes) {
+        for (qint64 i = 0; i < count; ++i) {
+            lower(minimum, lows[i]);
+            raise(maximum, highs[i]);
+        }
+        return;
+    }
+    Vector low[kVectors];
+    Vector high[kVectors];
+    for (int v = 0; v < kVectors; ++v) {
+        low[v] = Vector{} + kInfinity;
+        high[v] = Vector{} - kInfinity;
+    }
+    Vector value;
+    qint64 i = 0;
+    for (; i + kStride <= count; i += kStride) {
+        for (int v = 0; v < kVectors; ++v) {
+            load(value, lows + i + v * kLanes);
+            lower(low[v], value);
+            load(value, highs + i + v * kLanes);
+            raise(high[v], value);
+        }
+    }
+    // The last vector may overlap what was seen: that changes no extreme.
+    for (; i < count; i += kLanes) {
+        const qint64 from = std::min<qint64>(i, count - kLanes);
+        load(value, lows + from);
+        lower(low[0], value);
+        load(value, highs + from);
+        raise(high[0], value);
+    }
+    for (int v = 1; v < kVectors; ++v) {
+        lower(low[0], low[v]);
+        raise(high[0], high[v]);
+    }
+    for (int lane = 0; lane < kLanes; ++lane) {
+        lower(minimum, low[0][lane]);
+        raise(maximum, high[0][lane]);
+    }
+}
+
+/// Rows of eight columns → one vector per sample position.
+VELA_ALWAYS_INLINE void transpose(Vector (&r)[kLanes])
+{
+    Vector t[kLanes];
+    for (int i = 0; i < kLanes; i += 2) {
+        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
+        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
+    }
+    Vector u[kLanes];
+    for (int half = 0; half < kLanes; half += 4) {
+        for (int i = 0; i < 2; ++i) {
+            const Vector& a = t[half + i];
+            const Vector& b = t[half + i + 2];
+            u[half + 2 * i] = __builtin_shufflevector(a, b, 0, 1, 8, 9, 4, 5, 12, 13);
+            u[half + 2 * i + 1] = __builtin_shufflevector(a, b, 2, 3, 10, 11, 6, 7, 14, 15);
+        }
+    }
+    for (int i = 0; i < 4; ++i) {
+        r[i] = __builtin_shufflevector(u[i], u[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+        r[i + 4] = __builtin_shufflevector(u[i], u[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+    }
+}
+
+/// Eight columns at once, one lane each, so that every column's squares are
+/// added in order and yet eight additions run side by side.
+VELA_ALWAYS_INLINE void reduceEightColumns(const float* samples, const qint64* begins,
+                                           const qint64* counts, int column, Levels levels,
+                                           float* sums)
+{
+    qint64 common = counts[column];
+    for (int lane = 1; lane < kLanes; ++lane)
+        common = std::min(common, counts[column + lane]);
+    Vector low = Vector{} + kInfinity;
+    Vector high = Vector{} - kInfinity;
+    Vector sum{};
+    Vector rows[kLanes];
+    qint64 i = 0;
+    for (; i + kLanes <= common; i += kLanes) {
+        for (int lane = 0; lane < kLanes; ++lane)
+            load(rows[lane], samples + begins[column + lane] + i);
+        transpose(rows);
+        for (int k = 0; k < kLanes; ++k) {
+            lower(low, rows[k]);
+            raise(high, rows[k]);
+            sum += rows[k] * rows[k];
+        }
+    }
+    for (int lane = 0; lane < kLanes; ++lane) {
+        float minimum = low[lane];
+        float maximum = high[lane];
+        float squares = sum[lane];
+        const float* stretch = samples + begins[column + lane];
+        for (qint64 rest = i; rest < counts[column + lane]; ++rest) {
+            lower(minimum, stretch[rest]);
+            raise(maximum, stretch[rest]);
+            squares += stretch[rest] * stretch[rest];
+        }
+        store(levels, column + lane, minimum, maximum);
+        sums[column + lane] = squares;
+    }
+}
+
+VELA_ALWAYS_INLINE void reduceColumn(const float* samples, qint64 begin, qint64 count, int column,
+                                     Levels levels, float* sums)
+{
+    float minimum = kInfinity;
+    float maximum = -kInfinity;
+    float squares = 0;
+    for (qint64 i = begin; i < begin + count; ++i) {
+        lower(minimum, samples[i]);
+        raise(maximum, samples[i]);
+        squares += samples[i] * samples[i];
+    }
+    store(levels, column, minimum, maximum);
+    sums[column] = squares;
+}
+
+} // namespace
+
+VELA_KERNEL_CLONES void summariseBlocks(const float* samples, qint64 blocks, qint64 blockFrames,
+                                        Levels levels)
+{
+    for (qint64 block = 0; block < blocks; ++block) {
+        const float* const from = samples + block * blockFrames;
+        float minimum = 0;
+        float maximum = 0;
+        extremes(from, from, blockFrames, minimum, maximum);
+        store(levels, block, minimum, maximum);
+    }
+}
+
+void summariseStretch(const float* samples, qint64 count, float& minimum, float& maximum)
+{
+    summariseBlocks(samples, 1, count, {&minimum, &maximum});
+}
+
+VELA_KERNEL_CLONES void reduceColumns(const float* samples, const qint64* begins,
+                                      const qint64* counts, int columns, Levels levels,
+                                      float* sumsOfSquares)
+{
+    int column = 0;
+    for (; column + kLanes <= columns; column += kLanes)
+        reduceEightColumns(samples, begins, counts, column, levels, sumsOfSquares);
+    for (; column < columns; ++column)
+        reduceColumn(samples, begins[column], counts[column], column, levels, sumsOfSquares);
+}
+
+VELA_KERNEL_CLONES void reducePeaks(const float* minima, const float* maxima, const qint64* begins,
+                                    const qint64* counts, int columns, Levels levels)
+{
+    for (int column = 0; column < columns; ++column) {
+        float minimum = 0;
+        float maximum = 0;
+        extremes(minima + begins[column], maxima + begins[column], counts[column], minimum,
+                 maximum);
+        store(levels, column, minimum, maximum);
+    }
+}
+
+} // namespace sample_kernels

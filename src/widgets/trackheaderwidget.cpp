@@ -1,0 +1,168 @@
+#include "widgets/trackheaderwidget.h"
+
+#include "widgets/namelabel.h"
+
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kHeaderWidth = 140;
+constexpr int kMargin = 4;
+constexpr int kSpacing = 2;
+constexpr QSize kButtonSize{30, 24};
+
+} // namespace
+
+TrackHeaderWidget::TrackHeaderWidget(QWidget* parent)
+    : QWidget(parent)
+    , m_nameLabel(new NameLabel(this))
+    , m_nameEditor(new QLineEdit(this))
+{
+    setFixedWidth(kHeaderWidth);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
+    setAttribute(Qt::WA_StyledBackground); // or the background below would not be drawn
+
+    auto* const column = new QVBoxLayout(this);
+    column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    column->setSpacing(kSpacing);
+
+    m_nameLabel->setAlignment(Qt::AlignCenter);
+    m_nameLabel->setStyleSheet(
+        QStringLiteral("QLabel { color: #ddd; font-weight: bold; padding: 2px; }"));
+    column->addWidget(m_nameLabel);
+
+    m_nameEditor->setAlignment(Qt::AlignCenter);
+    m_nameEditor->setAccessibleName(tr("Track name"));
+    m_nameEditor->hide();
+    m_nameEditor->installEventFilter(this);
+    connect(m_nameEditor, &QLineEdit::editingFinished, this,
+            &TrackHeaderWidget::onNameEditFinished);
+    column->addWidget(m_nameEditor);
+
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(kSpacing);
+    m_muteButton =
+        addButton(row, tr("M"), tr("Mute"), QStringLiteral("background: #c44; color: #fff;"));
+    connect(m_muteButton, &QPushButton::clicked, this, &TrackHeaderWidget::onMuteClicked);
+    m_soloButton =
+        addButton(row, tr("S"), tr("Solo"), QStringLiteral("background: #cc4; color: #333;"));
+    connect(m_soloButton, &QPushButton::clicked, this, &TrackHeaderWidget::onSoloClicked);
+    row->addStretch();
+    column->addLayout(row);
+    column->addStretch();
+
+    setTabOrder(m_nameEditor, m_muteButton);
+    setTabOrder(m_muteButton, m_soloButton);
+    setStyleSheet(
+        QStringLiteral("TrackHeaderWidget { background: #2a2a2a; border-right: 1px solid #555; }"));
+    showName();
+}
+
+TrackHeaderWidget::~TrackHeaderWidget() = default;
+
+QPushButton* TrackHeaderWidget::addButton(QHBoxLayout* row, const QString& text,
+                                          const QString& toolTip, const QString& checkedColours)
+{
+    auto* const button = new QPushButton(text, this);
+    button->setCheckable(true);
+    button->setFixedSize(kButtonSize);
+    button->setToolTip(toolTip);
+    button->setStyleSheet(QStringLiteral("QPushButton { background: #444; color: #aaa; "
+                                         "border: 1px solid #555; border-radius: 3px; "
+                                         "font-weight: bold; }"
+                                         "QPushButton:checked { %1 }")
+                              .arg(checkedColours));
+    row->addWidget(button);
+    return button;
+}
+
+void TrackHeaderWidget::setTrack(const TrackHandle& track)
+{
+    if (m_editing)
+        leaveEditor();
+    m_track = track;
+    m_muteButton->setChecked(track && track->muted);
+    m_soloButton->setChecked(track && track->solo);
+    showName();
+}
+
+void TrackHeaderWidget::showName()
+{
+    const QString name = m_track ? m_track->name : QString();
+    m_nameLabel->setName(name);
+    m_muteButton->setAccessibleName(m_track ? tr("Mute %1").arg(name) : tr("Mute"));
+    m_soloButton->setAccessibleName(m_track ? tr("Solo %1").arg(name) : tr("Solo"));
+}
+
+void TrackHeaderWidget::onMuteClicked()
+{
+    if (!m_track)
+        return;
+    m_track->muted = m_muteButton->isChecked();
+    emit muteToggled(m_track->muted);
+}
+
+void TrackHeaderWidget::onSoloClicked()
+{
+    if (!m_track)
+        return;
+    m_track->solo = m_soloButton->isChecked();
+    emit soloToggled(m_track->solo);
+}
+
+void TrackHeaderWidget::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (!m_track || m_editing) {
+        QWidget::mouseDoubleClickEvent(event);
+        return;
+    }
+    m_editing = true;
+    m_nameLabel->hide();
+    m_nameEditor->setText(m_track->name);
+    m_nameEditor->show();
+    m_nameEditor->setFocus();
+    m_nameEditor->selectAll();
+    event->accept();
+}
+
+void TrackHeaderWidget::onNameEditFinished()
+{
+    if (!m_editing)
+        return;
+    leaveEditor();
+    const QString name = m_nameEditor->text().trimmed();
+    if (name.isEmpty() || !m_track || name == m_track->name)
+        return;
+    m_track->name = name;
+    showName();
+    emit nameChanged(name);
+}
+
+bool TrackHeaderWidget::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_nameEditor && m_editing) {
+        const bool isKey =
+            event->type() == QEvent::KeyPress || event->type() == QEvent::ShortcutOverride;
+        if (isKey && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+            if (event->type() == QEvent::KeyPress)
+                leaveEditor();
+            event->accept();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void TrackHeaderWidget::leaveEditor()
+{
+    m_editing = false; // first: losing the focus below also ends the editing
+    // Otherwise hiding it would hand the focus on to the Mute button.
+    m_nameEditor->clearFocus();
+    m_nameEditor->hide();
+    m_nameLabel->show();
+}

@@ -1,0 +1,65 @@
+#include "widgets/waveformcache.h"
+
+#include "project/track.h"
+#include "widgets/framemath.h"
+
+#include <cmath>
+#include <cstdlib>
+
+WaveformCache::State WaveformCache::stateFor(const WaveformScene& scene) const
+{
+    if (m_pixmap.isNull() || !(m_key == keyOf(scene)))
+        return State::Unusable;
+    if (m_range == scene.range)
+        return State::Current;
+    if (!m_range.isValid())
+        return State::Unusable;
+    return m_range.span() == scene.range.span() ? State::Scrolled : State::Outdated;
+}
+
+bool WaveformCache::render(WaveformScene scene)
+{
+    double shift = 0;
+    const bool scrolls = stateFor(scene) == State::Scrolled;
+    if (scrolls) {
+        const double perPixel = static_cast<double>(scene.range.span()) / scene.imageSize().width();
+        const qint64 moved = frame_math::difference(m_range.begin, scene.range.begin);
+        shift = std::round(static_cast<double>(moved) / perPixel);
+        if (shift == 0)
+            return false;
+    }
+    m_peaks.update(scene.track);
+    scene.peaks = &m_peaks;
+    m_pixmap = {}; // the image must be the only one to hold its pixels, or it copies them
+    if (scrolls && std::abs(shift) < m_image.width())
+        m_renderer.scroll(m_image, scene, static_cast<int>(shift));
+    else
+        m_renderer.render(m_image, scene);
+    // Every pixel is opaque; saying so spares a search for those that are not,
+    // and lets every later repaint copy instead of blend.
+    m_image.reinterpretAsFormat(QImage::Format_RGB32);
+    m_pixmap = QPixmap::fromImage(m_image);
+    m_key = keyOf(scene);
+    m_range = scene.range;
+    return true;
+}
+
+void WaveformCache::forgetTrack()
+{
+    m_peaks.clear();
+    m_pixmap = {};
+    m_key = {};
+    m_range = {-1, -1};
+}
+
+WaveformCache::Key WaveformCache::keyOf(const WaveformScene& scene)
+{
+    const Track* track = scene.track;
+    return {track,
+            track != nullptr ? track->length() : 0,
+            track != nullptr ? track->channels : 0,
+            scene.size,
+            scene.devicePixelRatio,
+            scene.sampleRate,
+            scene.showTicks};
+}
