@@ -10,109 +10,179 @@ namespace mixer {
 
 namespace {
 
-/// Tracks whose sums share one pass over the accumulator: enough to hide its
-/// loads and stores, few enough for the registers.
-constexpr std::size_t kTracksPerPass = 4;
+/// Channels that share one pass over the sum: as many streams as the memory
+/// system keeps up with, so that the sum is loaded and stored seldom.
+constexpr std::size_t kChannelsPerPass = 8;
 
-/// The part of one source channel that falls into the block.
-struct Span {
-    const float* samples = nullptr;
-    qsizetype first = 0; ///< block frame of samples[0]
-    qsizetype count = 0;
-
-    [[nodiscard]] bool coversBlock() const { return first == 0 && count == kBlockFrames; }
+enum class Stage {
+    Only = 3,   ///< begins the sum and finishes it
+    First = 1,  ///< begins the sum
+    Middle = 0, ///< adds to the sum
+    Last = 2,   ///< adds to the sum and finishes it
 };
 
-Span clipToBlock(const QList<float>& channel, qint64 position, qint64 trackLength)
+constexpr bool begins(Stage stage)
 {
-    const qint64 length = std::min<qint64>(channel.size(), trackLength);
-    if (position >= length || position <= -kBlockFrames)
-        return {};
-    const qint64 first = std::max<qint64>(position, 0);
-    const qint64 last = std::min(position + kBlockFrames, length);
-    if (last <= first)
-        return {};
-    return {channel.constData() + first, first - position, last - first};
+    return stage == Stage::First || stage == Stage::Only;
+}
+
+constexpr bool finishes(Stage stage)
+{
+    return stage == Stage::Last || stage == Stage::Only;
+}
+
+/// One side of the block.
+struct Side {
+    double* sum;
+    float* out; ///< written when the sum is finished
+};
+
+/// Adds the first `kCount` channels, one after the other, which makes the result
+/// the same to the bit as one pass for each.
+template <std::size_t kCount, Stage kStage>
+[[gnu::always_inline]] inline void pass(Side side, const float* const* channels)
+{
+    double* __restrict sum = side.sum;
+    float* __restrict out = side.out;
+    std::array<const float*, kCount> in{};
+    std::copy_n(channels, kCount, in.begin());
+    for (qsizetype i = 0; i < kBlockFrames; ++i) {
+        double value = begins(kStage) ? 0.0 : sum[i];
+        for (const float* channel : in)
+            value += static_cast<double>(channel[i]);
+        if constexpr (finishes(kStage))
+            value = 1.0 < value ? 1.0 : value;
+        sum[i] = value;
+    }
+    // Loops of their own: each becomes a single vector instruction an element.
+    if constexpr (finishes(kStage)) {
+        for (qsizetype i = 0; i < kBlockFrames; ++i) {
+            const double value = sum[i];
+            out[i] = static_cast<float>(-1.0 > value ? -1.0 : value);
+            sum[i] = -1.0 > value ? -1.0 : value;
+        }
+    }
+}
+
+template <Stage kStage>
+[[gnu::always_inline]] inline void passOf(std::size_t count, Side side,
+                                          const float* const* channels)
+{
+    switch (count) {
+    case 0:
+        return pass<0, kStage>(side, channels);
+    case 1:
+        return pass<1, kStage>(side, channels);
+    case 2:
+        return pass<2, kStage>(side, channels);
+    case 4:
+        return pass<4, kStage>(side, channels);
+    default:
+        return pass<kChannelsPerPass, kStage>(side, channels);
+    }
 }
 
 VELA_KERNEL_CLONES
-void addOne(double* __restrict sum, const float* __restrict samples, qsizetype count)
+void runPass(Stage stage, std::size_t count, Side side, const float* const* channels)
+{
+    switch (stage) {
+    case Stage::Only:
+        return passOf<Stage::Only>(count, side, channels);
+    case Stage::First:
+        return passOf<Stage::First>(count, side, channels);
+    case Stage::Middle:
+        return passOf<Stage::Middle>(count, side, channels);
+    case Stage::Last:
+        return passOf<Stage::Last>(count, side, channels);
+    }
+}
+
+VELA_KERNEL_CLONES
+void addPart(double* __restrict sum, const float* __restrict samples, qsizetype count)
 {
     for (qsizetype i = 0; i < count; ++i)
         sum[i] += static_cast<double>(samples[i]);
 }
 
-/// The additions keep the tracks' order, so the result is the same to the bit
-/// as one pass for each.
-VELA_KERNEL_CLONES
-void addFour(double* __restrict sum, const float* a, const float* b, const float* c, const float* d)
+/// The most channels, of `waiting` ones, that a pass exists for.
+constexpr std::size_t passSize(std::size_t waiting)
 {
-    for (qsizetype i = 0; i < kBlockFrames; ++i) {
-        sum[i] = (((sum[i] + static_cast<double>(a[i])) + static_cast<double>(b[i])) +
-                  static_cast<double>(c[i])) +
-                 static_cast<double>(d[i]);
-    }
+    if (waiting >= kChannelsPerPass)
+        return kChannelsPerPass;
+    return waiting >= 4 ? 4 : std::min<std::size_t>(waiting, 2);
 }
 
-/// Sums one side of the block. Sources that cover the whole block wait here
-/// until four of them can be added at once; any other source flushes first.
+/// Sums one side of the block. Channels that cover the whole block wait here
+/// until a full pass has come together, the last ones until the sum is finished;
+/// a channel that begins or ends inside the block goes in by itself, in its turn.
 class SideSum {
 public:
-    explicit SideSum(double* accumulator)
-        : m_sum(accumulator)
+    explicit SideSum(Side side)
+        : m_side(side)
     {
     }
 
-    void add(const Span& span)
+    void add(const QList<float>& channel, qint64 trackLength, qint64 position)
     {
-        if (span.count == 0)
+        const qint64 length = std::min<qint64>(channel.size(), trackLength);
+        if (position >= length || position <= -kBlockFrames)
             return;
-        if (!span.coversBlock()) {
-            flush();
-            addOne(m_sum + span.first, span.samples, span.count);
-            return;
-        }
-        m_waiting[m_count++] = span.samples;
-        if (m_count == kTracksPerPass) {
-            addFour(m_sum, m_waiting[0], m_waiting[1], m_waiting[2], m_waiting[3]);
-            m_count = 0;
-        }
+        const qint64 from = std::max<qint64>(position, 0);
+        const qint64 to = std::min(position + kBlockFrames, length);
+        if (to - from == kBlockFrames)
+            wait(channel.constData() + from);
+        else if (from < to)
+            addPartly(channel.constData() + from, from - position, to - from);
     }
 
-    void flush()
+    void finish()
     {
-        for (std::size_t i = 0; i < m_count; ++i)
-            addOne(m_sum, m_waiting[i], kBlockFrames);
-        m_count = 0;
+        while (passSize(m_count) < m_count)
+            run(passSize(m_count), false);
+        run(m_count, true);
     }
 
 private:
-    double* m_sum;
-    std::array<const float*, kTracksPerPass> m_waiting{};
-    std::size_t m_count = 0;
-};
-
-VELA_KERNEL_CLONES
-void clipSide(double* __restrict samples, float* __restrict out)
-{
-    for (qsizetype i = 0; i < kBlockFrames; ++i) {
-        double value = samples[i];
-        value = value > 1.0 ? 1.0 : value;
-        value = value < -1.0 ? -1.0 : value;
-        samples[i] = value;
-        out[i] = static_cast<float>(value);
+    void wait(const float* samples)
+    {
+        if (m_count == kChannelsPerPass)
+            run(kChannelsPerPass, false);
+        m_waiting[m_count++] = samples;
     }
-}
+
+    void addPartly(const float* samples, qsizetype first, qsizetype count)
+    {
+        while (m_count > 0)
+            run(passSize(m_count), false);
+        if (!m_begun)
+            run(0, false);
+        addPart(m_side.sum + first, samples, count);
+    }
+
+    void run(std::size_t count, bool last)
+    {
+        const auto stage = static_cast<Stage>((m_begun ? 0 : 1) + (last ? 2 : 0));
+        runPass(stage, count, m_side, m_waiting.data());
+        std::copy(m_waiting.begin() + count, m_waiting.begin() + m_count, m_waiting.begin());
+        m_count -= count;
+        m_begun = true;
+    }
+
+    Side m_side;
+    std::array<const float*, kChannelsPerPass> m_waiting{};
+    std::size_t m_count = 0;
+    bool m_begun = false;
+};
 
 } // namespace
 
-void sumTracks(const VelaProject& project, qint64 position, double* planar)
+void mixBlock(const VelaProject& project, qint64 position, double* planar, float* left,
+              float* right)
 {
-    std::fill_n(planar, kBlockSamples, 0.0);
     const bool anySolo = std::any_of(project.tracks.cbegin(), project.tracks.cend(),
                                      [](const TrackHandle& track) { return track->solo; });
-    SideSum left(planar);
-    SideSum right(planar + kBlockFrames);
+    SideSum leftSum({planar, left});
+    SideSum rightSum({planar + kBlockFrames, right});
     for (const TrackHandle& handle : project.tracks) {
         const Track& track = *handle;
         const bool sounds = anySolo ? track.solo : !track.muted;
@@ -120,17 +190,11 @@ void sumTracks(const VelaProject& project, qint64 position, double* planar)
             continue;
         const qint64 length = track.length();
         const bool mono = track.channels == 1 || track.samples.size() == 1;
-        left.add(clipToBlock(track.samples[0], position, length));
-        right.add(clipToBlock(track.samples[mono ? 0 : 1], position, length));
+        leftSum.add(track.samples[0], length, position);
+        rightSum.add(track.samples[mono ? 0 : 1], length, position);
     }
-    left.flush();
-    right.flush();
-}
-
-void clipBlock(double* planar, float* left, float* right)
-{
-    clipSide(planar, left);
-    clipSide(planar + kBlockFrames, right);
+    leftSum.finish();
+    rightSum.finish();
 }
 
 } // namespace mixer
