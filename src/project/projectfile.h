@@ -1,0 +1,70 @@
+#pragma once
+
+#include "project/velaproject.h"
+
+#include <QCoreApplication>
+#include <QString>
+
+#include <atomic>
+
+/// The ".vela" project file: a short header and the compressed payload.
+/// docs/file-format.md describes the bytes.
+///
+/// `save` and `load` block until done, log nothing, and may run on any thread
+/// that has the project to itself; ProjectFileJob runs them beside the GUI.
+class ProjectFile {
+    Q_DECLARE_TR_FUNCTIONS(ProjectFile)
+
+public:
+    /// Payloads up to this size are compressed exactly as qCompress does.
+    static constexpr qint64 kMaxPlainPayloadBytes = 1024 * 1024;
+
+    /// The body's length is a 32-bit count, whose two highest values mean
+    /// something else to some readers.
+    static constexpr qint64 kMaxBodyBytes = 0xFFFFFFFD;
+
+    struct SaveResult {
+        enum class Outcome {
+            Saved,
+            CouldNotOpen, ///< nothing could be written there
+            TooLarge,     ///< the format cannot hold the project
+            WriteFailed,  ///< disk full, size limit, device error
+        };
+        Outcome outcome = Outcome::Saved;
+        QString reason; ///< for the user; empty when saved
+    };
+
+    struct LoadResult {
+        enum class Outcome {
+            Loaded,
+            CouldNotOpen,
+            WrongMagic,
+            WrongVersion,
+            TooLarge,  ///< the contents would not fit into the machine's memory
+            Abandoned, ///< on the caller's request
+        };
+        Outcome outcome = Outcome::Loaded;
+        QString reason;       ///< for the user; also set when loaded from a damaged file
+        ProjectHandle loaded; ///< when loaded: a project with the file's contents
+    };
+
+    /// A project of its own with the same saved fields and tracks. Shares the
+    /// samples: costs no copy until one side changes them.
+    [[nodiscard]] static ProjectHandle snapshot(const VelaProject& project);
+
+    /// Gives `project` the saved fields and tracks of `loaded`.
+    static void adopt(const ProjectHandle& project, const VelaProject& loaded);
+
+    /// Writes `project` to `path`. The file that was there stays whole unless the
+    /// new one is complete and on disk. A body above `maxBodyBytes` is refused.
+    [[nodiscard]] static SaveResult save(const ProjectHandle& project, const QString& path,
+                                         qint64 maxBodyBytes = kMaxBodyBytes);
+
+    /// Reads the file at `path`. Gives up soon after `*abandon` turns true (may be
+    /// null). A body that is damaged anywhere loads as if it were empty, with a
+    /// reason. A compressed payload may hold up to `maxPayloadBytes`; below zero:
+    /// as much as the machine has memory.
+    [[nodiscard]] static LoadResult load(const QString& path,
+                                         const std::atomic_bool* abandon = nullptr,
+                                         qint64 maxPayloadBytes = -1);
+};

@@ -1,0 +1,160 @@
+#include "project/projectfilejob.h"
+
+#include <QDebug>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QThread>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+// Returns when `work` has run on a thread of its own. If the program is told to
+// quit meanwhile the local loop ends at once, and the thread is waited for.
+void runBeside(const std::function<void()>& work)
+{
+    const std::unique_ptr<QThread> thread(QThread::create(work));
+    QEventLoop loop;
+    QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit,
+                     Qt::QueuedConnection);
+    thread->start();
+    loop.exec();
+    thread->wait();
+}
+
+// What a capture changes: which tracks there are and how long they are.
+struct Extent {
+    explicit Extent(const VelaProject& project)
+        : tracks(project.tracks)
+    {
+        for (const TrackHandle& track : tracks)
+            for (const auto& channel : qAsConst(track->samples))
+                lengths.push_back(channel.size());
+    }
+
+    bool operator==(const Extent& other) const = default;
+
+    QList<TrackHandle> tracks;
+    std::vector<qsizetype> lengths;
+};
+
+QString fileName(const QString& path)
+{
+    return QFileInfo(path).fileName();
+}
+
+} // namespace
+
+ProjectFileJob::ProjectFileJob(QObject* parent)
+    : QObject(parent)
+{
+}
+
+bool ProjectFileJob::isRunning() const
+{
+    return m_running;
+}
+
+void ProjectFileJob::cancel()
+{
+    m_abandon = true;
+}
+
+bool ProjectFileJob::begin()
+{
+    if (m_running) {
+        qWarning("ProjectFileJob: another file is being saved or loaded, skipping...");
+        return false;
+    }
+    m_running = true;
+    m_abandon = false;
+    return true;
+}
+
+bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
+{
+    qDebug() << "Saving" << path;
+    if (!project) {
+        qWarning("No project to save, skipping...");
+        return false;
+    }
+    if (!begin())
+        return false;
+    emit busyChanged(tr("Saving…"));
+    const Extent before(*project);
+    ProjectHandle snapshot = ProjectFile::snapshot(*project);
+    ProjectFile::SaveResult result;
+    runBeside([&] { result = ProjectFile::save(snapshot, path); });
+    snapshot.reset(); // so that the next change need not copy the samples
+    m_running = false;
+    const bool saved = finishSave(result);
+    if (saved && before == Extent(*project))
+        project->untaint(QStringLiteral("saveVelaProject"));
+    if (!saved)
+        emit errorOccurred(tr("Could not save %1: %2.").arg(fileName(path), result.reason));
+    emit busyChanged({});
+    return saved;
+}
+
+bool ProjectFileJob::finishSave(const ProjectFile::SaveResult& result)
+{
+    using Outcome = ProjectFile::SaveResult::Outcome;
+    if (result.outcome == Outcome::Saved)
+        return true;
+    if (result.outcome == Outcome::CouldNotOpen)
+        qWarning("Could not open file for saving, skipping...");
+    qWarning("ProjectFile: not saved: %s, skipping...", qUtf8Printable(result.reason));
+    return false;
+}
+
+bool ProjectFileJob::load(const QString& path, const ProjectHandle& project)
+{
+    qDebug() << "Loading" << path;
+    if (!project) {
+        qWarning("No project to load, skipping...");
+        return false;
+    }
+    if (!begin())
+        return false;
+    emit busyChanged(tr("Loading…"));
+    ProjectFile::LoadResult result;
+    runBeside([&] { result = ProjectFile::load(path, &m_abandon); });
+    m_running = false;
+    const bool loaded = finishLoad(path, result, project);
+    emit busyChanged({});
+    return loaded;
+}
+
+bool ProjectFileJob::finishLoad(const QString& path, const ProjectFile::LoadResult& result,
+                                const ProjectHandle& project)
+{
+    using Outcome = ProjectFile::LoadResult::Outcome;
+    switch (result.outcome) {
+    case Outcome::Loaded:
+        ProjectFile::adopt(project, *result.loaded);
+        project->untaint(QStringLiteral("loadVelaProject"));
+        if (!result.reason.isEmpty())
+            qWarning("ProjectFile: loaded with losses: %s", qUtf8Printable(result.reason));
+        break;
+    case Outcome::CouldNotOpen:
+        qWarning("Could not open file for loading, skipping...");
+        break;
+    case Outcome::WrongMagic:
+        qWarning("Wrong MAGIC found in file while loading, skipping...");
+        break;
+    case Outcome::WrongVersion:
+        qWarning("Wrong VERSION found in file while loading, skipping...");
+        break;
+    case Outcome::TooLarge:
+        qWarning("ProjectFile: not loaded: %s, skipping...", qUtf8Printable(result.reason));
+        break;
+    case Outcome::Abandoned:
+        qInfo("ProjectFile: loading abandoned");
+        break;
+    }
+    if (!result.reason.isEmpty())
+        emit errorOccurred(tr("Could not load %1: %2.").arg(fileName(path), result.reason));
+    return result.outcome == Outcome::Loaded;
+}

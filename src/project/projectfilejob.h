@@ -1,0 +1,55 @@
+#pragma once
+
+#include "project/projectfile.h"
+
+#include <QObject>
+
+#include <atomic>
+
+/// Saves and loads projects beside the GUI: the work runs on a thread of its
+/// own while the caller waits in a local event loop, so that the window paints
+/// and playback is fed. Made and used on the GUI thread.
+///
+/// The caller sees to it that nothing changes or replaces the project meanwhile
+/// and that this object outlives its running call. One call at a time; another
+/// made meanwhile is refused with a warning.
+class ProjectFileJob : public QObject {
+    Q_OBJECT
+
+public:
+    explicit ProjectFileJob(QObject* parent = nullptr);
+
+    /// Writes `project` to `path`, which carries its extension. Tainted or clean
+    /// → clean on success, unless the project changed while it was written. On
+    /// failure: a warning in the log, `errorOccurred`, false, and the file that
+    /// was there and the taint stay.
+    bool save(const QString& path, const ProjectHandle& project);
+
+    /// Reads `path` into `project`, which becomes clean. False, with a warning
+    /// and `errorOccurred`, if it is no readable project file; false alone if
+    /// `cancel()` was called: `project` is as it was. A damaged body gives the
+    /// empty project that such files stand for, `errorOccurred`, and true.
+    bool load(const QString& path, const ProjectHandle& project);
+
+    [[nodiscard]] bool isRunning() const;
+
+public slots:
+    /// Abandons a running load; a running save goes on to its end.
+    void cancel();
+
+signals:
+    /// What is being done ("Saving…", "Loading…"), for a busy bar; empty at the end.
+    void busyChanged(const QString& activity);
+
+    /// Why a save or load failed, as a sentence for the user.
+    void errorOccurred(const QString& message);
+
+private:
+    bool begin();
+    bool finishSave(const ProjectFile::SaveResult& result);
+    bool finishLoad(const QString& path, const ProjectFile::LoadResult& result,
+                    const ProjectHandle& project);
+
+    std::atomic_bool m_abandon = false;
+    bool m_running = false;
+};

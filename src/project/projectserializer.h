@@ -1,0 +1,29 @@
+#pragma once
+
+#include "project/velaproject.h"
+
+#include <QDataStream>
+
+/// The payload of a project file: the project's saved fields and every sample
+/// of every track, bit for bit. docs/file-format.md describes the bytes.
+///
+/// Both functions work on any thread as long as nobody else uses the project
+/// meanwhile, and block for as long as the stream's device does. A null handle
+/// writes and reads nothing. `stream` keeps the defaults it was made with.
+
+/// More samples than this in one channel cannot be written: the byte count of
+/// a channel is computed in 32-bit signed arithmetic.
+constexpr qint64 kMaxChannelSamples = (qint64{1} << 29) - 1;
+
+/// Writes the payload without copying the samples. A channel above
+/// `kMaxChannelSamples` sets the stream's status to WriteFailed and ends the
+/// writing there.
+QDataStream& writeProject(QDataStream& stream, const ProjectHandle& project);
+
+/// Reads a payload into `project`, whose tracks it replaces. Fields past the end
+/// of the data read as zero or empty. Counts and lengths are not believed:
+/// memory is taken as the data arrive, tracks and samples end where the data do.
+QDataStream& readProject(QDataStream& stream, const ProjectHandle& project);
+
+/// The number of bytes `writeProject` writes for `project`.
+[[nodiscard]] qint64 payloadSize(const VelaProject& project);

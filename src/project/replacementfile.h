@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QByteArray>
+#include <QIODevice>
+
+#include <sys/stat.h>
+
+/// Writes a file that takes the place of another only when it is complete and
+/// on disk. Until `commit()`, and for ever if that fails, the file that was
+/// there stays as it is.
+///
+/// The new file grows beside the old one under a name of its own, which is gone
+/// after this object's end; one left by a killed program is removed by the next
+/// replacement of the same file. A symbolic link stays and its target is
+/// replaced. Mode, access lists, other attributes and, where the system lets us,
+/// owner and group of an existing file carry over. A hard link to the old file
+/// keeps the old contents.
+///
+/// One thread, on which writing blocks. Failures: false or short counts, with
+/// the system's words in `errorString()`.
+class ReplacementFile : public QIODevice {
+    Q_OBJECT
+
+public:
+    explicit ReplacementFile(const QString& path);
+
+    /// Discards the new file unless `commit()` has put it in place.
+    ~ReplacementFile() override;
+    Q_DISABLE_COPY_MOVE(ReplacementFile)
+
+    /// Makes the new file; `mode` must be WriteOnly. Fails if the old file may
+    /// not be written or its folder takes no new file.
+    [[nodiscard]] bool open(OpenMode mode) override;
+
+    /// Open → in place. Call once; on failure the new file is discarded.
+    [[nodiscard]] bool commit();
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 size) override;
+
+private:
+    bool fail(int error);
+    bool examineTarget();
+    bool makeNewFile();
+    bool carryAttributesOver();
+    bool putInPlace();
+    void discard();
+
+    QByteArray m_target;  // after following links
+    QByteArray m_newFile; // empty when there is none
+    struct stat m_old = {};
+    bool m_hasOld = false;
+    int m_fd = -1;
+};
