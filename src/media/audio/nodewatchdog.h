@@ -64,6 +64,8 @@ public:
         qint32 tickIntervalMs = 250; ///< below 1: a gap is never taken for a suspend
         qint64 lastEvalAt = kUnset;
         bool clockJumped = false; ///< the last evaluation came after a gap
+
+        friend bool operator==(const State&, const State&) = default;
     };
 
     NodeWatchdog() = default;
