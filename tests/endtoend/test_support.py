@@ -1,0 +1,81 @@
+"""The comparison that the other tests trust: it must notice every kind of fault."""
+
+import tempfile
+import unittest
+from pathlib import Path
+
+from support import samples
+from support.processes import Failure, wait_until
+
+FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
+SILENCE = bytes(FRAME)
+
+
+class Comparing(unittest.TestCase):
+    def setUp(self):
+        self.data = samples.to_bytes(samples.tune(8000, 0.05))
+
+    def refuse(self, capture):
+        with self.assertRaises(Failure):
+            samples.require_exact(capture, self.data)
+
+    def test_silence_around_the_file_is_accepted(self):
+        samples.require_exact(self.data, self.data)
+        samples.require_exact(100 * SILENCE + self.data + 7 * SILENCE, self.data)
+
+    def test_silence_alone_is_refused(self):
+        self.refuse(50 * SILENCE)
+        self.refuse(b"")
+
+    def test_lost_frame_is_refused_wherever_it_was(self):
+        for frame in (0, 100, len(self.data) // FRAME - 1):
+            with self.subTest(frame=frame):
+                self.refuse(self.data[:frame * FRAME] + self.data[(frame + 1) * FRAME:])
+
+    def test_doubled_frame_gap_and_changed_bit_are_refused(self):
+        middle = 100 * FRAME
+        self.refuse(self.data[:middle] + self.data[middle - FRAME:])
+        self.refuse(self.data[:middle] + SILENCE + self.data[middle:])
+        changed = bytearray(self.data)
+        changed[middle] ^= 1
+        self.refuse(bytes(changed))
+
+    def test_swapped_sides_are_refused(self):
+        values = samples.from_bytes(self.data)
+        values[0::2], values[1::2] = values[1::2], values[0::2]
+        self.refuse(samples.to_bytes(values))
+
+    def test_close_is_close_and_no_more(self):
+        values = samples.from_bytes(self.data)
+        near = samples.to_bytes([value + 5e-5 for value in values])
+        far = samples.to_bytes([value + 5e-4 for value in values])
+        samples.require_close(20 * SILENCE + near, self.data, 1e-4)
+        with self.assertRaises(Failure):
+            samples.require_close(20 * SILENCE + far, self.data, 1e-4)
+        with self.assertRaises(Failure):
+            samples.require_close(near[:-FRAME], self.data, 1e-4)
+
+
+class Files(unittest.TestCase):
+    def test_float_wav_is_read_by_another_program_as_it_was_written(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "tune.wav"
+            data = samples.write_float_wav(path, samples.tune(44100, 0.1), 44100)
+            self.assertEqual(samples.decoded_by_ffmpeg(path, 44100), data)
+
+    def test_no_two_neighbouring_frames_of_the_tune_are_equal(self):
+        data = samples.to_bytes(samples.tune(44100, 0.5))
+        frames = [data[i:i + FRAME] for i in range(0, len(data), FRAME)]
+        self.assertTrue(all(a != b for a, b in zip(frames, frames[1:])))
+        self.assertNotIn(SILENCE, frames)
+
+
+class Waiting(unittest.TestCase):
+    def test_wait_ends_with_the_value_or_at_the_deadline(self):
+        self.assertEqual(wait_until(lambda: 7, 1, "seven"), 7)
+        with self.assertRaises(Failure):
+            wait_until(lambda: False, 0.05, "never")
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
