@@ -12,7 +12,7 @@ ccache                     cmd:ccache
 qt6-base-dev               pc:Qt6Widgets
 qt6-multimedia-dev         pc:Qt6Multimedia
 libgl1-mesa-dev            pc:gl
-zlib1g-dev                 pc:zlib
+libisal-dev                pc:libisal
 libisal-dev                pc:libisal
 libqt6svg6                 -
 "
