@@ -1,0 +1,254 @@
+#include "project/projectfilejob.h"
+#include "project/projectsamples.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <memory>
+
+using namespace project_samples;
+
+class TestProjectFileJob : public QObject {
+    Q_OBJECT
+
+private:
+    [[nodiscard]] QString path() const { return m_folder->filePath(QStringLiteral("song.vela")); }
+
+    // Runs `action` in the local event loop of the next save or load.
+    template <typename Action>
+    void whileBusy(const ProjectFileJob& job, Action action)
+    {
+        auto once = std::make_shared<QMetaObject::Connection>();
+        *once = connect(&job, &ProjectFileJob::busyChanged, this, [this, action, once] {
+            disconnect(*once);
+            QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
+        });
+    }
+
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<QTemporaryDir> m_folder;
+
+private slots:
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_folder = std::make_unique<QTemporaryDir>();
+    }
+
+    void cleanup()
+    {
+        m_folder.reset();
+        m_log.reset();
+    }
+
+    void saveWritesLogsAndUntaints()
+    {
+        const auto project = awkward();
+        QVERIFY(project->tainted);
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(job.save(path(), project));
+        QVERIFY(!project->tainted);
+        QVERIFY(errors.isEmpty());
+        QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
+        QCOMPARE(m_log->texts(QtDebugMsg),
+                 (QStringList{"Saving \"" + path() + '"',
+                              "VelaProject un-tainted by \"saveVelaProject\""}));
+    }
+
+    void loadReadsLogsAndUntaints()
+    {
+        QCOMPARE(ProjectFile::save(awkward(), path()).outcome,
+                 ProjectFile::SaveResult::Outcome::Saved);
+        const auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        ProjectFileJob job;
+        QVERIFY(job.load(path(), project));
+        QVERIFY(!project->tainted);
+        QCOMPARE(difference(*awkward(), *project), QString());
+        QCOMPARE(m_log->texts(QtDebugMsg),
+                 (QStringList{"Loading \"" + path() + '"',
+                              "VelaProject un-tainted by \"loadVelaProject\""}));
+    }
+
+    void bothSayWhatTheyDoAndWhenTheyAreDone()
+    {
+        ProjectFileJob job;
+        const QSignalSpy busy(&job, &ProjectFileJob::busyChanged);
+        QVERIFY(job.save(path(), awkward()));
+        QVERIFY(job.load(path(), VelaProject::create()));
+        QVERIFY(!job.load(path() + "x", VelaProject::create()));
+        QCOMPARE(m_log->take(QtWarningMsg, "Could not open file for loading, skipping..."), 1);
+        QStringList said;
+        for (const auto& arguments : busy)
+            said.append(arguments.first().toString());
+        QCOMPARE(said, (QStringList{QStringLiteral("Saving\u2026"),
+                                    {},
+                                    QStringLiteral("Loading\u2026"),
+                                    {},
+                                    QStringLiteral("Loading\u2026"),
+                                    {}}));
+    }
+
+    void withoutAProjectBothWarnAndStop()
+    {
+        ProjectFileJob job;
+        QVERIFY(!job.save(path(), {}));
+        QCOMPARE(m_log->take(QtWarningMsg, "No project to save, skipping..."), 1);
+        QVERIFY(!job.load(path(), {}));
+        QCOMPARE(m_log->take(QtWarningMsg, "No project to load, skipping..."), 1);
+        QVERIFY(!QFile::exists(path()));
+    }
+
+    void aSaveThatCannotOpenWarnsSaysWhyAndStaysTainted()
+    {
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(!job.save(m_folder->filePath("no/song.vela"), project));
+        QVERIFY(project->tainted);
+        QCOMPARE(m_log->take(QtWarningMsg, "Could not open file for saving, skipping..."), 1);
+        const QString reason = qt_error_string(ENOENT);
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, reason), 1);
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(), "Could not save song.vela: " + reason + '.');
+    }
+
+    void filesThatCannotBeLoadedLeaveTheProjectAlone_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("warning");
+        QTest::newRow("magic") << QByteArray("VELB\0\0\0\1\0", 9)
+                               << "Wrong MAGIC found in file while loading, skipping...";
+        QTest::newRow("version") << QByteArray("VELA\0\0\0\2\0", 9)
+                                 << "Wrong VERSION found in file while loading, skipping...";
+    }
+
+    void filesThatCannotBeLoadedLeaveTheProjectAlone()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, warning);
+        writeFile(path(), bytes);
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(!job.load(path(), project));
+        QCOMPARE(m_log->take(QtWarningMsg, warning), 1);
+        QCOMPARE(errors.size(), 1);
+        QVERIFY(errors[0][0].toString().startsWith("Could not load song.vela: "));
+        QVERIFY(project->tainted);
+        QCOMPARE(difference(*project, *awkward()), QString());
+    }
+
+    void aDamagedBodyGivesAnEmptyCleanProjectAndSaysSo()
+    {
+        writeFile(path(), header(true) + be32(8) + "damaged!");
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(job.load(path(), project));
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "damaged"), 1);
+        QCOMPARE(errors.size(), 1);
+        QVERIFY(!project->tainted);
+        QCOMPARE(project->sampleRate, 0);
+        QVERIFY(project->tracks.isEmpty() && project->cursor.name.isEmpty());
+    }
+
+    void theEventLoopRunsMeanwhileOnTheCallersThread()
+    {
+        ProjectFileJob job;
+        bool ranInSave = false;
+        whileBusy(job, [&] { ranInSave = job.isRunning(); });
+        QVERIFY(job.save(path(), noisy(200'000, 1)));
+        QVERIFY(ranInSave && !job.isRunning());
+        bool ranInLoad = false;
+        whileBusy(job, [&] { ranInLoad = job.isRunning(); });
+        QVERIFY(job.load(path(), VelaProject::create()));
+        QVERIFY(ranInLoad && !job.isRunning());
+    }
+
+    void aSecondCallMeanwhileIsRefused()
+    {
+        ProjectFileJob job;
+        bool saved = true;
+        bool loaded = true;
+        whileBusy(job, [&] {
+            saved = job.save(path() + "2", awkward());
+            loaded = job.load(path(), awkward());
+        });
+        QVERIFY(job.save(path(), awkward()));
+        QVERIFY(!saved && !loaded && !QFile::exists(path() + "2"));
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "ProjectFileJob: another file"), 2);
+    }
+
+    void aProjectThatGrewMeanwhileStaysTainted()
+    {
+        const auto project = noisy(200'000, 1);
+        const auto before = ProjectFile::snapshot(*project);
+        ProjectFileJob job;
+        whileBusy(job, [&] {
+            project->tracks[0]->samples[0].append(1.0F);
+            project->taint(QStringLiteral("record"));
+        });
+        QVERIFY(job.save(path(), project));
+        QVERIFY(project->tainted);
+        QCOMPARE(difference(*ProjectFile::load(path()).loaded, *before), QString());
+    }
+
+    void samplesAreNotSharedOnceTheSaveIsDone()
+    {
+        const auto project = noisy(200'000, 1);
+        ProjectFileJob job;
+        QVERIFY(job.save(path(), project));
+        QVERIFY(project->tracks[0]->samples[0].isDetached());
+    }
+
+    void cancelAbandonsALoad()
+    {
+        ProjectFileJob job;
+        QVERIFY(job.save(path(), noisy(200'000, 1)));
+        const auto project = awkward();
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        connect(&job, &ProjectFileJob::busyChanged, &job, &ProjectFileJob::cancel);
+        QVERIFY(!job.load(path(), project));
+        QVERIFY(errors.isEmpty());
+        QVERIFY(project->tainted);
+        QCOMPARE(difference(*project, *awkward()), QString());
+    }
+
+    void cancelDoesNotAbandonASave()
+    {
+        ProjectFileJob job;
+        connect(&job, &ProjectFileJob::busyChanged, &job, &ProjectFileJob::cancel);
+        const auto project = noisy(200'000, 1);
+        QVERIFY(job.save(path(), project));
+        QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
+    }
+
+    void aCancelledLoadDoesNotSpoilTheNext()
+    {
+        ProjectFileJob job;
+        QVERIFY(job.save(path(), awkward()));
+        job.cancel();
+        const auto project = VelaProject::create();
+        QVERIFY(job.load(path(), project));
+        QCOMPARE(project->tracks.size(), 2);
+    }
+
+    void quittingMeanwhileStillWaitsForTheSave()
+    {
+        ProjectFileJob job;
+        const auto project = noisy(200'000, 1);
+        whileBusy(job, [] { QCoreApplication::quit(); });
+        QVERIFY(job.save(path(), project));
+        QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProjectFileJob)
+#include "tst_projectfilejob.moc"
