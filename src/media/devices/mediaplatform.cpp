@@ -3,8 +3,9 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLibraryInfo>
-#include <QStringList>
 #include <QtGlobal>
+
+#include <algorithm>
 
 namespace {
 
@@ -21,20 +22,18 @@ QStringList pluginFolders()
     return folders;
 }
 
-bool isFfmpegBackendInstalled()
-{
-    for (const QString& folder : pluginFolders()) {
-        if (QFileInfo::exists(folder + "/multimedia/libffmpegmediaplugin.so"))
-            return true;
-    }
-    return false;
-}
-
 } // namespace
+
+bool hasFfmpegBackend(const QStringList& pluginFolders)
+{
+    return std::any_of(pluginFolders.begin(), pluginFolders.end(), [](const QString& folder) {
+        return QFileInfo::exists(folder + "/multimedia/libffmpegmediaplugin.so");
+    });
+}
 
 void prepareMediaPlatform()
 {
-    if (!qEnvironmentVariableIsSet(kBackendVariable) && isFfmpegBackendInstalled())
+    if (!qEnvironmentVariableIsSet(kBackendVariable) && hasFfmpegBackend(pluginFolders()))
         qputenv(kBackendVariable, "ffmpeg");
     if (!qEnvironmentVariableIsSet(kLatencyVariable))
         qputenv(kLatencyVariable, QByteArray::number(kPulseLatencyMs));

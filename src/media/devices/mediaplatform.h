@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QStringList>
+
 /// Chooses how the toolkit's multimedia is to behave in this process. Call it
 /// first in main(), before anything of the toolkit's multimedia is used: both
 /// choices are environment variables that are read once. A value that the user
@@ -14,3 +16,6 @@
 void prepareMediaPlatform();
 
 inline constexpr int kPulseLatencyMs = 120;
+
+/// Whether the FFmpeg media backend's plugin lies in one of these plugin folders.
+[[nodiscard]] bool hasFfmpegBackend(const QStringList& pluginFolders);

@@ -1,0 +1,286 @@
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "support/logcatcher.h"
+#include "support/soundserver.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QTest>
+#include <QThread>
+
+#include <functional>
+#include <memory>
+
+using media::devices::DeviceManager;
+
+namespace {
+
+/// A change has to be noticed within this time.
+constexpr int kNoticeMs = 2000;
+/// The toolkit needs some seconds to find a server that came back.
+constexpr int kReconnectMs = 15000;
+/// Nothing that is asked here may wait for a server that hangs.
+constexpr int kNoWaitMs = 5000;
+
+/// Runs on another thread; false if it did not come back in time.
+bool onAnotherThread(const std::function<void()>& work)
+{
+    const std::unique_ptr<QThread> thread(QThread::create(work));
+    thread->start();
+    return thread->wait(kNoWaitMs);
+}
+
+/// For the time between two looks of the manager, which need the event loop.
+bool waitWithoutEvents(const std::function<bool()>& condition)
+{
+    const QDeadlineTimer deadline(kNoticeMs);
+    while (!condition() && !deadline.hasExpired())
+        QThread::msleep(5);
+    return condition();
+}
+
+QStringList ids(const QList<QAudioDevice>& devices)
+{
+    QStringList found;
+    for (const QAudioDevice& device : devices)
+        found.append(QString::fromUtf8(device.id()));
+    return found;
+}
+
+QString hexKey(const QByteArray& id)
+{
+    return QString::fromLatin1(id.toHex());
+}
+
+/// Everything that may be asked on any thread.
+struct Answers {
+    QByteArray outputById;
+    QByteArray inputById;
+    QByteArray inputByName;
+    QAudioDevice outputByAnInputsId;
+    QAudioDevice outputByNothing;
+    QByteArray defaultOutput;
+    bool micIsInput = false;
+    bool speakerIsInput = false;
+    bool speakerIsOutput = false;
+};
+
+Answers ask()
+{
+    DeviceManager& manager = DeviceManager::instance();
+    const QString inputsName = manager.audioInputs().constFirst().description();
+    return {.outputById = manager.findAudioOutput(hexKey("micfeed")).id(),
+            .inputById = manager.findAudioInput(hexKey("mic")).id(),
+            .inputByName = manager.findAudioInput(inputsName.toUpper()).id(),
+            .outputByAnInputsId = manager.findAudioOutput(hexKey("mic")),
+            .outputByNothing = manager.findAudioOutput(""),
+            .defaultOutput = manager.defaultAudioOutput().id(),
+            .micIsInput = manager.isInputPresent("mic"),
+            .speakerIsInput = manager.isInputPresent("speaker"),
+            .speakerIsOutput = manager.isOutputPresent("speaker")};
+}
+
+/// The order in which the manager's signals come.
+class SignalLog {
+public:
+    SignalLog()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        QObject::connect(&manager, &DeviceManager::audioInputsChanged, &m_context,
+                         [this] { names.append("inputs"); });
+        QObject::connect(&manager, &DeviceManager::audioOutputsChanged, &m_context,
+                         [this] { names.append("outputs"); });
+        QObject::connect(&manager, &DeviceManager::videoInputsChanged, &m_context,
+                         [this] { names.append("video"); });
+        QObject::connect(&manager, &DeviceManager::devicesChanged, &m_context,
+                         [this] { names.append("devices"); });
+    }
+
+    QStringList names;
+
+private:
+    QObject m_context;
+};
+
+} // namespace
+
+/// One process, one manager, one server: the tests stand in the order of its life.
+class TestDeviceManager : public QObject {
+    Q_OBJECT
+
+    SoundServer m_server;
+    std::unique_ptr<LogCatcher> m_log;
+
+private slots:
+
+    void initTestCase() { QVERIFY(m_server.start()); }
+
+    void init() { m_log = std::make_unique<LogCatcher>(); }
+
+    void cleanup() { m_log.reset(); }
+
+    void offTheMainThreadNothingIsInitializedAndEveryCallWarns()
+    {
+        bool foundNothing = false;
+        QVERIFY(onAnotherThread([&] {
+            DeviceManager& manager = DeviceManager::instance();
+            manager.initializeAudio();
+            foundNothing = manager.audioOutputs().isEmpty();
+            foundNothing &= manager.findAudioInput("mic").isNull();
+            foundNothing &= !manager.isOutputPresent("speaker");
+        }));
+        QVERIFY(foundNothing);
+        // The dash as it stands in the log: U+00E2, U+0080, U+0094.
+        const QString dash = QString(QChar(0xE2)) + QChar(0x80) + QChar(0x94);
+        const QString warning =
+            "DeviceManager::initializeAudio called off the main thread before any main-thread "
+            "initialization " +
+            dash +
+            " skipping (lookups see an empty device cache until the main thread initializes)";
+        QCOMPARE(m_log->take(QtWarningMsg, warning), 4);
+        QVERIFY(!DeviceManager::instance().isAudioReady());
+    }
+
+    void anInstanceMadeElsewhereBelongsToTheMainThread()
+    {
+        QCOMPARE(DeviceManager::instance().thread(), QCoreApplication::instance()->thread());
+    }
+
+    void initializeFillsTheInputsThenTheOutputs()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const SignalLog log;
+        manager.initializeAudio();
+        QVERIFY(manager.isAudioReady());
+        QCOMPARE(log.names, (QStringList{"inputs", "devices", "outputs", "devices"}));
+        QCOMPARE(ids(manager.audioOutputs()), (QStringList{"speaker", "micfeed"}));
+        QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
+        QCOMPARE(manager.defaultAudioOutput().id(), "speaker");
+    }
+
+    void initializeAgainChangesNothing()
+    {
+        const SignalLog log;
+        DeviceManager::instance().initializeAudio();
+        DeviceManager::instance().onAudioInputsChanged();
+        DeviceManager::instance().onAudioOutputsChanged();
+        QVERIFY(log.names.isEmpty());
+    }
+
+    void devicesAreFoundByIdAndByNameOnAnyThread()
+    {
+        const Answers here = ask();
+        Answers there;
+        QVERIFY(onAnotherThread([&] { there = ask(); }));
+        for (const Answers& answers : {here, there}) {
+            QCOMPARE(answers.outputById, "micfeed");
+            QCOMPARE(answers.inputById, "mic");
+            QCOMPARE(answers.inputByName, "mic");
+            QVERIFY(answers.outputByAnInputsId.isNull());
+            QVERIFY(answers.outputByNothing.isNull());
+            QCOMPARE(answers.defaultOutput, "speaker");
+            QVERIFY(answers.micIsInput);
+            QVERIFY(!answers.speakerIsInput);
+            QVERIFY(answers.speakerIsOutput);
+        }
+    }
+
+    void aNewOutputIsNoticedAndSignalledOnce()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const SignalLog log;
+        QElapsedTimer elapsed;
+        QVERIFY(m_server.loadSink("extra"));
+        elapsed.start();
+        QTRY_VERIFY_WITH_TIMEOUT(!log.names.isEmpty(), kNoticeMs);
+        qInfo() << "a new device was noticed after" << elapsed.elapsed() << "ms";
+        QCOMPARE(ids(manager.audioOutputs()), (QStringList{"speaker", "micfeed", "extra"}));
+        // A whole round of looking must find nothing new.
+        QTest::qWait(2 * static_cast<int>(DeviceManager::kPollInterval.count()));
+        QCOMPARE(log.names, (QStringList{"outputs", "devices"}));
+    }
+
+    void unplugAndPlugBetweenTwoLooksIsNoChange()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const SignalLog log;
+        QVERIFY(m_server.unloadSink("extra"));
+        QVERIFY(waitWithoutEvents([&] { return !manager.isOutputPresent("extra"); }));
+        QVERIFY(m_server.loadSink("extra"));
+        QVERIFY(waitWithoutEvents([&] { return manager.isOutputPresent("extra"); }));
+        manager.onAudioOutputsChanged();
+        QVERIFY(log.names.isEmpty());
+    }
+
+    void aDeviceThatWentIsAbsentAtOnceAndSignalledSoon()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const SignalLog log;
+        QVERIFY(m_server.unloadSink("extra"));
+        QVERIFY(waitWithoutEvents([&] { return !manager.isOutputPresent("extra"); }));
+        QVERIFY2(!manager.findAudioOutput(hexKey("extra")).isNull(), "the cache was not read");
+        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"outputs", "devices"}), kNoticeMs);
+        QVERIFY(manager.findAudioOutput(hexKey("extra")).isNull());
+    }
+
+    void anInputThatGoesAndComesIsSignalledEachTime()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const SignalLog log;
+        QVERIFY(m_server.unloadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"inputs", "devices"}), kNoticeMs);
+        QVERIFY(manager.audioInputs().isEmpty());
+        QVERIFY(m_server.loadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            log.names, (QStringList{"inputs", "devices", "inputs", "devices"}), kNoticeMs);
+        QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
+    }
+
+    void camerasAreReadWhenAskedFor()
+    {
+        const SignalLog log;
+        DeviceManager::instance().onVideoInputsChanged();
+        QCOMPARE(log.names, (QStringList{"video", "devices"}));
+        DeviceManager::instance().onVideoInputsChanged();
+        QCOMPARE(log.names.size(), 2);
+    }
+
+    void aServerThatHangsHoldsNobodyUp()
+    {
+        m_server.stopProcess();
+        Answers there;
+        const bool answered = onAnotherThread([&] { there = ask(); });
+        QElapsedTimer elapsed;
+        elapsed.start();
+        DeviceManager::instance().onAudioInputsChanged();
+        DeviceManager::instance().onAudioOutputsChanged();
+        const qint64 tookMs = elapsed.elapsed();
+        m_server.continueProcess();
+        QVERIFY(answered);
+        QVERIFY(tookMs < kNoWaitMs);
+        QCOMPARE(there.outputById, "micfeed");
+        QVERIFY(there.speakerIsOutput);
+    }
+
+    void afterTheServersRestartDevicesAreFollowedAgainAndListedOnce()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        QVERIFY(m_server.restart());
+        QVERIFY(m_server.loadSink("late"));
+        QTRY_VERIFY_WITH_TIMEOUT(manager.isOutputPresent("late"), kReconnectMs);
+        QTRY_COMPARE_WITH_TIMEOUT(ids(manager.audioOutputs()),
+                                  (QStringList{"speaker", "micfeed", "late"}), kNoticeMs);
+        QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
+    }
+};
+
+int main(int argc, char** argv)
+{
+    prepareMediaPlatform();
+    QCoreApplication application(argc, argv);
+    TestDeviceManager test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_devicemanager.moc"
