@@ -2,6 +2,7 @@
 
 #include "lifecycle/pointercheck.h"
 #include "lifecycle/shutdownlifecycle.h"
+#include "settings/abandonedlock.h"
 #include "settings/identity.h"
 
 #include <QCoreApplication>
@@ -189,6 +190,7 @@ void Settings::writeToDisk()
 {
     // The toolkit cannot lock a file in a folder that is not there.
     QDir().mkpath(QFileInfo(m_settings->fileName()).absolutePath());
+    removeAbandonedLock(m_settings->fileName());
     m_settings->sync();
     if (m_settings->status() == QSettings::AccessError && !m_warnedOfWriteFailure) {
         m_warnedOfWriteFailure = true;
@@ -200,7 +202,8 @@ void Settings::beginFlushTask()
 {
     if (!m_taskId.isEmpty())
         return;
-    m_taskId = u"settings.flush."_qs + (m_name.isEmpty() ? u"default"_qs : m_name);
+    m_taskId =
+        QStringLiteral("settings.flush.") + (m_name.isEmpty() ? QStringLiteral("default") : m_name);
     ShutdownTask task;
     task.id = m_taskId;
     task.title = tr("Settings");

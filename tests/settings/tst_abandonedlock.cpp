@@ -1,0 +1,60 @@
+#include "settings/abandonedlock.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestAbandonedLock : public QObject {
+    Q_OBJECT
+
+private:
+    static void makeLock(const QString& path, const QByteArray& content, int ageMs)
+    {
+        QFile lock(path + ".lock");
+        QVERIFY(lock.open(QIODevice::WriteOnly));
+        lock.write(content);
+        QVERIFY(lock.flush());
+        QVERIFY(lock.setFileTime(QDateTime::currentDateTimeUtc().addMSecs(-ageMs),
+                                 QFileDevice::FileModificationTime));
+    }
+
+private slots:
+
+    void anEmptyLockIsRemovedWhateverItsAge_data()
+    {
+        QTest::addColumn<int>("ageMs");
+        QTest::newRow("just made") << 0;
+        QTest::newRow("an hour old") << 3'600'000;
+        QTest::newRow("from the future") << -3'600'000;
+    }
+
+    void anEmptyLockIsRemovedWhateverItsAge()
+    {
+        QFETCH(const int, ageMs);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("Vela.ini");
+        makeLock(path, {}, ageMs);
+        removeAbandonedLock(path);
+        QVERIFY(!QFile::exists(path + ".lock"));
+    }
+
+    void aLockWithAnOwnerIsLeftAlone()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("Vela.ini");
+        makeLock(path, "123\nprogram\nhost\n", 3'600'000);
+        removeAbandonedLock(path);
+        QVERIFY(QFile::exists(path + ".lock"));
+    }
+
+    void noLockIsNoTrouble()
+    {
+        const QTemporaryDir folder;
+        removeAbandonedLock(folder.filePath("none/Vela.ini"));
+        QVERIFY(!QFile::exists(folder.filePath("none")));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestAbandonedLock)
+#include "tst_abandonedlock.moc"
