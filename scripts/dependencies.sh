@@ -13,7 +13,6 @@ qt6-base-dev               pc:Qt6Widgets
 qt6-multimedia-dev         pc:Qt6Multimedia
 libgl1-mesa-dev            pc:gl
 libisal-dev                pc:libisal
-libisal-dev                pc:libisal
 libqt6svg6                 -
 "
 

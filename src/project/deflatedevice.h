@@ -5,7 +5,8 @@
 #include <memory>
 
 /// Compresses what is written to it into a zlib stream on another device, in
-/// pieces: neither the data nor the stream are ever held whole.
+/// pieces: neither the data nor the stream are ever held whole. Silence, which
+/// is common between takes, is recognised and costs next to nothing.
 ///
 /// One thread. Writing blocks while the target does. After a failure every
 /// further write fails; `errorString()` is the target's.
@@ -34,13 +35,19 @@ protected:
     qint64 writeData(const char* data, qint64 size) override;
 
 private:
-    bool pumpPiece();
+    bool begin();
+    bool encode(const char* data, qint64 size);
+    bool encodeSilence();
+    bool runEncoder();
+    bool put(const void* bytes, qint64 size);
+    bool putChecksum();
 
     struct Encoder;
     std::unique_ptr<Encoder> m_encoder;
     QIODevice& m_target;
     qint64 m_maxStreamBytes;
     qint64 m_streamBytes = 0;
+    bool m_encoderIsFresh = true; ///< holds nothing back and looks back at nothing
     bool m_failed = false;
     bool m_tooLarge = false;
 };

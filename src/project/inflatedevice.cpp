@@ -7,7 +7,7 @@
 namespace {
 
 constexpr qint64 kInputBytes = 256 * 1024;
-constexpr qint64 kScratchBytes = 256 * 1024;
+constexpr qint64 kScratchBytes = 64 * 1024;
 constexpr qint64 kMaxPieceBytes = qint64{1} << 30; // the decoder counts in 32 bits
 
 // Samples compress to a half or a third; silence far more, but that much memory
@@ -19,10 +19,11 @@ constexpr qint64 kOrdinaryRatio = 8;
 struct InflateDevice::Decoder {
     inflate_state state;
     std::array<uint8_t, kInputBytes> input;
+    std::array<char, kScratchBytes> scratch;
 };
 
 InflateDevice::InflateDevice(QIODevice& source, qint64 streamBytes, qint64 maxContentBytes)
-    : m_decoder(std::make_unique<Decoder>())
+    : m_decoder(std::make_unique_for_overwrite<Decoder>())
     , m_source(source)
     , m_streamBytesLeft(streamBytes)
     , m_contentBytesLeft(maxContentBytes)
@@ -81,9 +82,8 @@ qint64 InflateDevice::expand(char* data, qint64 maxSize)
 
 bool InflateDevice::drain()
 {
-    std::array<char, kScratchBytes> scratch;
     while (m_state == State::Expanding)
-        expand(scratch.data(), kScratchBytes);
+        expand(m_decoder->scratch.data(), kScratchBytes);
     return m_state == State::Whole;
 }
 

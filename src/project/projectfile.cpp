@@ -190,8 +190,34 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
     return {};
 }
 
-LoadResult ProjectFile::load(const QString& path, const std::atomic_bool* abandon,
-                             qint64 maxPayloadBytes)
+LoadResult ProjectFile::read(QIODevice& device, qint64 maxPayloadBytes)
+{
+    using Outcome = LoadResult::Outcome;
+    QDataStream stream(&device);
+    std::array<char, kMagic.size()> magic = {};
+    stream.readRawData(magic.data(), magic.size());
+    qint32 version = 0;
+    stream >> version;
+    if (magic != kMagic)
+        return {Outcome::WrongMagic, tr("this is not a Vela project"), {}};
+    if (version != kVersion)
+        return {Outcome::WrongVersion, tr("this project was made by another version"), {}};
+
+    LoadResult result{Outcome::Loaded, {}, VelaProject::create()};
+    Body body = Body::TooLarge;
+    try {
+        body = readBody(stream, result.loaded, maxPayloadBytes);
+    } catch (const std::bad_alloc&) {
+        body = Body::TooLarge;
+    }
+    if (body == Body::TooLarge)
+        return {Outcome::TooLarge, tr("the project does not fit into memory"), {}};
+    if (body == Body::Damaged)
+        result.reason = tr("the file is damaged");
+    return result;
+}
+
+LoadResult ProjectFile::load(const QString& path, const std::atomic_bool* abandon)
 {
     using Outcome = LoadResult::Outcome;
     if (const QFileInfo info(path); info.exists() && !info.isFile())
@@ -199,31 +225,8 @@ LoadResult ProjectFile::load(const QString& path, const std::atomic_bool* abando
     AbandonableFile file(path, abandon);
     if (!file.open(QIODevice::ReadOnly))
         return {Outcome::CouldNotOpen, file.errorString(), {}};
-    QDataStream stream(&file);
-    std::array<char, kMagic.size()> magic = {};
-    stream.readRawData(magic.data(), magic.size());
-    qint32 version = 0;
-    stream >> version;
+    LoadResult result = read(file, physicalMemoryBytes());
     if (file.isAbandoned())
         return {Outcome::Abandoned, {}, {}};
-    if (magic != kMagic)
-        return {Outcome::WrongMagic, tr("this is not a Vela project"), {}};
-    if (version != kVersion)
-        return {Outcome::WrongVersion, tr("this project was made by another version"), {}};
-
-    LoadResult result{Outcome::Loaded, {}, VelaProject::create()};
-    const qint64 limit = maxPayloadBytes < 0 ? physicalMemoryBytes() : maxPayloadBytes;
-    Body body = Body::TooLarge;
-    try {
-        body = readBody(stream, result.loaded, limit);
-    } catch (const std::bad_alloc&) {
-        body = Body::TooLarge;
-    }
-    if (file.isAbandoned())
-        return {Outcome::Abandoned, {}, {}};
-    if (body == Body::TooLarge)
-        return {Outcome::TooLarge, tr("the project does not fit into memory"), {}};
-    if (body == Body::Damaged)
-        result.reason = tr("the file is damaged");
     return result;
 }

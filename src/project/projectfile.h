@@ -3,6 +3,7 @@
 #include "project/velaproject.h"
 
 #include <QCoreApplication>
+#include <QIODevice>
 #include <QString>
 
 #include <atomic>
@@ -60,11 +61,13 @@ public:
     [[nodiscard]] static SaveResult save(const ProjectHandle& project, const QString& path,
                                          qint64 maxBodyBytes = kMaxBodyBytes);
 
-    /// Reads the file at `path`. Gives up soon after `*abandon` turns true (may be
-    /// null). A body that is damaged anywhere loads as if it were empty, with a
-    /// reason. A compressed payload may hold up to `maxPayloadBytes`; below zero:
-    /// as much as the machine has memory.
+    /// Reads a project file from `device`, which is open, random-access and at the
+    /// file's start. A body that is damaged anywhere loads as if it were empty,
+    /// with a reason. A compressed payload may hold up to `maxPayloadBytes`.
+    [[nodiscard]] static LoadResult read(QIODevice& device, qint64 maxPayloadBytes);
+
+    /// Reads the file at `path` as `read` does, up to what the machine has memory
+    /// for. Gives up soon after `*abandon` turns true (may be null).
     [[nodiscard]] static LoadResult load(const QString& path,
-                                         const std::atomic_bool* abandon = nullptr,
-                                         qint64 maxPayloadBytes = -1);
+                                         const std::atomic_bool* abandon = nullptr);
 };

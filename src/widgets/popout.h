@@ -39,7 +39,6 @@ protected:
 private:
     void rememberPlace();
     void insertPlaceholder();
-    void takeFocus();
     void restoreFocusOrder();
 
     QWidget* m_widget;

@@ -40,10 +40,9 @@ StereoSeparationWidget::StereoSeparationWidget(QWidget* parent)
     setAccessibleName(tr("Stereo separation"));
 }
 
-// By size and not by the resize event, which a hidden widget gets only when shown.
-void StereoSeparationWidget::ensureImage()
+void StereoSeparationWidget::recreateImage()
 {
-    if (m_history.size() == size())
+    if (width() < 1 || height() < 1)
         return;
     m_history = QImage(size(), QImage::Format_RGB32);
     m_history.fill(kBlack);
@@ -52,9 +51,10 @@ void StereoSeparationWidget::ensureImage()
 
 void StereoSeparationWidget::pushFrames(const QList<float>& left, const QList<float>& right)
 {
-    ensureImage();
+    if (m_history.isNull())
+        recreateImage();
     const int columns = m_history.width();
-    if (columns < 1 || m_history.height() < 1)
+    if (columns < 1)
         return;
 
     // What later frames of the same call would overwrite need not be drawn.
@@ -90,7 +90,8 @@ void StereoSeparationWidget::drawColumns(const QList<float>& left, const QList<f
 
 void StereoSeparationWidget::paintEvent(QPaintEvent* /*event*/)
 {
-    ensureImage();
+    if (m_history.isNull())
+        recreateImage();
     if (m_history.width() < 1)
         return;
     // In logical pixels on both sides: on a screen with more of its own the history
@@ -107,6 +108,6 @@ void StereoSeparationWidget::paintEvent(QPaintEvent* /*event*/)
 
 void StereoSeparationWidget::resizeEvent(QResizeEvent* event)
 {
-    ensureImage();
+    recreateImage();
     QWidget::resizeEvent(event);
 }

@@ -192,12 +192,6 @@ QSize UnifiedAudioScope::frameSize() const
     return (QSizeF(size()) * devicePixelRatioF()).toSize();
 }
 
-void UnifiedAudioScope::ensureFrame()
-{
-    if (m_frame.size() != frameSize())
-        recreateFrame();
-}
-
 void UnifiedAudioScope::recreateFrame()
 {
     const QSize wanted = frameSize();
@@ -213,7 +207,8 @@ void UnifiedAudioScope::tick()
     // Shown again, showEvent() starts the ticking anew.
     if (parentWidget() != nullptr && !isVisible())
         return;
-    ensureFrame();
+    if (m_frame.size() != frameSize())
+        recreateFrame();
     drainChannels();
     bool changed = false;
     if (!m_frozen) {
@@ -294,7 +289,8 @@ void UnifiedAudioScope::composeFrame()
 
 void UnifiedAudioScope::paintEvent(QPaintEvent* /*event*/)
 {
-    ensureFrame();
+    if (m_frame.size() != frameSize())
+        recreateFrame();
     QPainter painter(this);
     painter.drawImage(rect(), m_frame);
     paintLabels(painter);
@@ -322,7 +318,7 @@ void UnifiedAudioScope::paintLabels(QPainter& painter) const
 
 void UnifiedAudioScope::resizeEvent(QResizeEvent* event)
 {
-    ensureFrame();
+    recreateFrame();
     QWidget::resizeEvent(event);
 }
 

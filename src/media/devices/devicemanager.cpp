@@ -1,7 +1,6 @@
 #include "media/devices/devicemanager.h"
 
 #include "media/devices/devicelookup.h"
-#include "media/devices/processend.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -9,6 +8,9 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
 
 namespace media::devices {
 
@@ -71,6 +73,21 @@ bool contains(const QList<QAudioDevice>& devices, const QByteArray& id)
                        [&](const QAudioDevice& device) { return device.id() == id; });
 }
 
+/// For a thread that hangs in the toolkit: once main() has returned, the process
+/// ends with main's status, but without the toolkit's tear-down, which would
+/// wait for ever for a lock that this thread holds.
+void endProcessWithoutTearDown()
+{
+#ifdef __GLIBC__
+    on_exit(
+        [](int status, void*) {
+            std::fflush(nullptr);
+            ::_exit(status);
+        },
+        nullptr);
+#endif
+}
+
 } // namespace
 
 DeviceManager& DeviceManager::instance()
@@ -130,7 +147,7 @@ void DeviceManager::shutDown()
 {
     m_poll.stop();
     if (!m_connection.close(kExitBound))
-        endProcessWithoutTearDownIf([] { return true; });
+        endProcessWithoutTearDown();
 }
 
 QList<QAudioDevice> DeviceManager::audioInputs()

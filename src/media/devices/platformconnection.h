@@ -55,8 +55,6 @@ signals:
     void opened();
 
 private:
-    void askAndAnnounce();
-
     QThread m_thread;
     QObject m_onThread;
     std::function<void()> m_ask;
