@@ -9,6 +9,9 @@
 #include <QFileInfo>
 #include <QScopedValueRollback>
 
+#include <memory>
+#include <utility>
+
 TrackHandle AudioImporter::importFile(const QString& path)
 {
     if (m_busy)
@@ -53,7 +56,7 @@ TrackHandle AudioImporter::run(const QString& path)
     {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
-            return fail(tr("Cannot read %1: %2").arg(path, file.errorString()));
+            return failToRead(file);
         MediaProbe probe(file);
         if (!complete(probe))
             return {};
@@ -66,10 +69,10 @@ TrackHandle AudioImporter::run(const QString& path)
 
 TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
 {
-    CountingFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return fail(tr("Cannot read %1: %2").arg(path, file.errorString()));
-    DecoderRun decoding(file, durationMs);
+    auto file = std::make_unique<CountingFile>(path);
+    if (!file->open(QIODevice::ReadOnly))
+        return failToRead(*file);
+    DecoderRun decoding(std::move(file), durationMs);
     connect(&decoding, &DecoderRun::progressChanged, this, [this](int percent) {
         if (!m_cancelled)
             emit progressChanged(percent);
@@ -97,6 +100,11 @@ TrackHandle AudioImporter::fail(const QString& message)
 {
     emit errorOccurred(message);
     return {};
+}
+
+TrackHandle AudioImporter::failToRead(const QFile& file)
+{
+    return fail(tr("Cannot read %1: %2").arg(file.fileName(), file.errorString()));
 }
 
 TrackHandle AudioImporter::failToDecode(const QString& path)

@@ -6,6 +6,7 @@
 #include <QString>
 
 class QEventLoop;
+class QFile;
 
 /// Turns an audio file that the platform can decode into one new track, at the
 /// file's own sample rate, without mixing or resampling.
@@ -48,6 +49,7 @@ private:
     TrackHandle run(const QString& path);
     TrackHandle decode(const QString& path, qint64 durationMs);
     TrackHandle fail(const QString& message);
+    TrackHandle failToRead(const QFile& file);
     TrackHandle failToDecode(const QString& path);
 
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any

@@ -1,13 +1,24 @@
 #include "project/decoderrun.h"
 
+#include "project/wavlayout.h"
+
 #include <QAudioBuffer>
+#include <QList>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
 // 100 is kept for an import that has succeeded.
 constexpr qint64 kHighestRunningPercent = 99;
+
+// What a sleeping thread may hold on to is kept, and kept reachable, for good.
+void abandon(std::unique_ptr<QAudioDecoder> decoder, std::unique_ptr<QFile> file)
+{
+    static QList<std::pair<QAudioDecoder*, QFile*>> abandoned;
+    abandoned.append({decoder.release(), file.release()});
+}
 
 } // namespace
 
@@ -17,13 +28,14 @@ qint64 CountingFile::readData(char* data, qint64 maxSize)
     return QFile::readData(data, maxSize);
 }
 
-DecoderRun::DecoderRun(CountingFile& file, qint64 knownDurationMs)
-    : m_file(file)
+DecoderRun::DecoderRun(std::unique_ptr<CountingFile> file, qint64 knownDurationMs)
+    : m_file(std::move(file))
+    , m_decoder(std::make_unique<QAudioDecoder>())
     , m_knownDurationMs(knownDurationMs)
 {
-    connect(&m_decoder, &QAudioDecoder::bufferReady, this, &DecoderRun::takeBuffer);
-    connect(&m_decoder, &QAudioDecoder::finished, this, &DecoderRun::finish);
-    connect(&m_decoder, qOverload<QAudioDecoder::Error>(&QAudioDecoder::error), this,
+    connect(m_decoder.get(), &QAudioDecoder::bufferReady, this, &DecoderRun::takeBuffer);
+    connect(m_decoder.get(), &QAudioDecoder::finished, this, &DecoderRun::finish);
+    connect(m_decoder.get(), qOverload<QAudioDecoder::Error>(&QAudioDecoder::error), this,
             &DecoderRun::fail);
     connect(&m_ticker, &QTimer::timeout, this, &DecoderRun::tick);
 }
@@ -31,24 +43,33 @@ DecoderRun::DecoderRun(CountingFile& file, qint64 knownDurationMs)
 DecoderRun::~DecoderRun()
 {
     // stop() says "finished", and buffers may follow even then.
-    m_decoder.disconnect(this);
-    m_decoder.stop();
+    m_decoder->disconnect(this);
+    if (m_guard.hasCaught()) {
+        abandon(std::move(m_decoder), std::move(m_file));
+        return;
+    }
+    m_decoder->stop();
+    m_decoder.reset();
 }
 
 void DecoderRun::start()
 {
     m_ticker.start(kTickMs);
+    if (qgetenv("QT_MEDIA_BACKEND") == "ffmpeg") {
+        if (const auto format = unplacedWavFormat(*m_file))
+            m_decoder->setAudioFormat(*format);
+    }
     // A device, not a URL: there are backends that cannot open a URL with
     // letters outside ASCII.
-    m_decoder.setSourceDevice(&m_file);
-    m_decoder.start();
+    m_decoder->setSourceDevice(m_file.get());
+    m_decoder->start();
 }
 
 void DecoderRun::takeBuffer()
 {
-    if (isDone())
+    if (isDone() || m_guard.hasCaught())
         return;
-    const QAudioBuffer buffer = m_decoder.read();
+    const QAudioBuffer buffer = m_decoder->read();
     m_idleTicks = 0;
     if (!buffer.isValid())
         return;
@@ -58,18 +79,18 @@ void DecoderRun::takeBuffer()
 
 void DecoderRun::reportProgress()
 {
-    const qint64 reported = m_decoder.duration();
+    const qint64 reported = m_decoder->duration();
     const qint64 durationMs = reported > 0 ? reported : reported == 0 ? 0 : m_knownDurationMs;
     if (durationMs <= 0)
         return;
-    const qint64 percent = std::max<qint64>(m_decoder.position(), 0) * 100 / durationMs;
+    const qint64 percent = std::max<qint64>(m_decoder->position(), 0) * 100 / durationMs;
     m_percent = std::max(m_percent, static_cast<int>(std::min(percent, kHighestRunningPercent)));
     emit progressChanged(m_percent);
 }
 
 void DecoderRun::finish()
 {
-    while (!isDone() && m_decoder.bufferAvailable())
+    while (!isDone() && m_decoder->bufferAvailable())
         takeBuffer();
     settle(State::Finished);
 }
@@ -78,13 +99,15 @@ void DecoderRun::fail()
 {
     if (isDone())
         return;
-    m_errorText = m_decoder.errorString();
+    m_errorText = m_decoder->errorString();
     settle(State::Failed);
 }
 
 void DecoderRun::tick()
 {
-    const quint64 reads = m_file.readCount();
+    if (m_guard.hasCaught())
+        return settle(State::Crashed);
+    const quint64 reads = m_file->readCount();
     m_idleTicks = reads == m_readsSeen ? m_idleTicks + 1 : 0;
     m_readsSeen = reads;
     if (m_idleTicks >= kPatienceTicks)

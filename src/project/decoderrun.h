@@ -1,5 +1,6 @@
 #pragma once
 
+#include "project/decoderfaultguard.h"
 #include "project/sampleconversion.h"
 
 #include <QAudioDecoder>
@@ -9,6 +10,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <memory>
 
 /// A file that counts how often it has been read. The count may be asked for on
 /// any thread while another reads: a decoder that still reads is still alive.
@@ -27,9 +29,9 @@ private:
 
 /// Takes one open file through one decoder, once.
 ///
-/// GUI thread, needs an event loop. `file` must outlive the run and be left
-/// alone meanwhile: the decoder reads it on a thread of its own. Destroying the
-/// run at any time drops the decoder.
+/// GUI thread, needs an event loop. Owns the file, which the decoder reads on a
+/// thread of its own. Destroying the run at any time drops the decoder; after
+/// the state Crashed, decoder and file are abandoned instead.
 class DecoderRun : public QObject {
     Q_OBJECT
 
@@ -40,6 +42,7 @@ public:
         Finished, ///< the decoder said so
         Failed,   ///< the decoder reported an error
         Stalled,  ///< kPatienceTicks passed without a sign of life
+        Crashed,  ///< the decoder's thread was put to sleep in a fault
     };
 
     /// A decoder is given up after kPatienceTicks ticks of kTickMs without a
@@ -49,7 +52,7 @@ public:
     static constexpr int kPatienceTicks = 12;
 
     /// `knownDurationMs` serves where the decoder reports none; −1: unknown.
-    DecoderRun(CountingFile& file, qint64 knownDurationMs);
+    DecoderRun(std::unique_ptr<CountingFile> file, qint64 knownDurationMs);
     ~DecoderRun() override;
     Q_DISABLE_COPY_MOVE(DecoderRun)
 
@@ -80,9 +83,10 @@ private:
     void tick();
     void settle(State state);
 
-    CountingFile& m_file;
+    DecoderFaultGuard m_guard;
+    std::unique_ptr<CountingFile> m_file;
+    std::unique_ptr<QAudioDecoder> m_decoder;
     qint64 m_knownDurationMs;
-    QAudioDecoder m_decoder;
     QTimer m_ticker;
     SampleCollector m_samples;
     State m_state = State::Running;

@@ -66,10 +66,8 @@ bool PopOut::popOut(const QString& title, QSize size)
     m_widget->resize(size);
     m_poppedOut = true;
     m_widget->show();
-    if (hadFocus) {
-        m_widget->activateWindow();
-        m_widget->setFocus(Qt::OtherFocusReason);
-    }
+    if (hadFocus)
+        takeFocus();
     return true;
 }
 
@@ -96,7 +94,7 @@ void PopOut::insertPlaceholder()
     m_placeholder->setAlignment(Qt::AlignCenter);
     m_placeholder->setStyleSheet(QStringLiteral(
         "background: #1a1a1a; color: #666; border: 1px dashed #444; font-size: 11px;"));
-    m_placeholder->setMinimumSize(m_widget->minimumSizeHint());
+    m_placeholder->setMinimumSize(m_widget->minimumSizeHint().expandedTo({0, 0}));
     m_placeholder->setSizePolicy(m_widget->sizePolicy());
     m_placeholder->installEventFilter(this);
     if (m_formerLayout != nullptr) {
@@ -133,10 +131,16 @@ void PopOut::restore()
     m_poppedOut = false;
     m_widget->show();
     if (hadFocus)
-        m_widget->setFocus(Qt::OtherFocusReason);
+        takeFocus();
     m_formerIndex = -1;
     m_formerParent.clear();
     m_formerLayout.clear();
+}
+
+void PopOut::takeFocus()
+{
+    m_widget->activateWindow();
+    m_widget->setFocus(Qt::OtherFocusReason);
 }
 
 void PopOut::restoreFocusOrder()

@@ -39,6 +39,7 @@ protected:
 private:
     void rememberPlace();
     void insertPlaceholder();
+    void takeFocus();
     void restoreFocusOrder();
 
     QWidget* m_widget;

@@ -40,9 +40,10 @@ StereoSeparationWidget::StereoSeparationWidget(QWidget* parent)
     setAccessibleName(tr("Stereo separation"));
 }
 
-void StereoSeparationWidget::recreateImage()
+// By size and not by the resize event, which a hidden widget gets only when shown.
+void StereoSeparationWidget::ensureImage()
 {
-    if (width() < 1 || height() < 1)
+    if (m_history.size() == size())
         return;
     m_history = QImage(size(), QImage::Format_RGB32);
     m_history.fill(kBlack);
@@ -51,10 +52,9 @@ void StereoSeparationWidget::recreateImage()
 
 void StereoSeparationWidget::pushFrames(const QList<float>& left, const QList<float>& right)
 {
-    if (m_history.isNull())
-        recreateImage();
+    ensureImage();
     const int columns = m_history.width();
-    if (columns < 1)
+    if (columns < 1 || m_history.height() < 1)
         return;
 
     // What later frames of the same call would overwrite need not be drawn.
@@ -90,8 +90,7 @@ void StereoSeparationWidget::drawColumns(const QList<float>& left, const QList<f
 
 void StereoSeparationWidget::paintEvent(QPaintEvent* /*event*/)
 {
-    if (m_history.isNull())
-        recreateImage();
+    ensureImage();
     if (m_history.width() < 1)
         return;
     // In logical pixels on both sides: on a screen with more of its own the history
@@ -108,6 +107,6 @@ void StereoSeparationWidget::paintEvent(QPaintEvent* /*event*/)
 
 void StereoSeparationWidget::resizeEvent(QResizeEvent* event)
 {
-    recreateImage();
+    ensureImage();
     QWidget::resizeEvent(event);
 }

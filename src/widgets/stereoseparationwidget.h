@@ -21,7 +21,7 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
-    void recreateImage();
+    void ensureImage();
     void drawColumns(const QList<float>& left, const QList<float>& right, qsizetype firstFrame,
                      int count);
 

@@ -63,7 +63,12 @@ TrackHeaderWidget::TrackHeaderWidget(QWidget* parent)
     showName();
 }
 
-TrackHeaderWidget::~TrackHeaderWidget() = default;
+TrackHeaderWidget::~TrackHeaderWidget()
+{
+    // An editor that loses the focus because it dies ends no edit.
+    m_nameEditor->disconnect(this);
+    m_nameEditor->removeEventFilter(this);
+}
 
 QPushButton* TrackHeaderWidget::addButton(QHBoxLayout* row, const QString& text,
                                           const QString& toolTip, const QString& checkedColours)

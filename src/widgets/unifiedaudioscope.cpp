@@ -192,6 +192,12 @@ QSize UnifiedAudioScope::frameSize() const
     return (QSizeF(size()) * devicePixelRatioF()).toSize();
 }
 
+void UnifiedAudioScope::ensureFrame()
+{
+    if (m_frame.size() != frameSize())
+        recreateFrame();
+}
+
 void UnifiedAudioScope::recreateFrame()
 {
     const QSize wanted = frameSize();
@@ -207,8 +213,7 @@ void UnifiedAudioScope::tick()
     // Shown again, showEvent() starts the ticking anew.
     if (parentWidget() != nullptr && !isVisible())
         return;
-    if (m_frame.size() != frameSize())
-        recreateFrame();
+    ensureFrame();
     drainChannels();
     bool changed = false;
     if (!m_frozen) {
@@ -289,8 +294,7 @@ void UnifiedAudioScope::composeFrame()
 
 void UnifiedAudioScope::paintEvent(QPaintEvent* /*event*/)
 {
-    if (m_frame.size() != frameSize())
-        recreateFrame();
+    ensureFrame();
     QPainter painter(this);
     painter.drawImage(rect(), m_frame);
     paintLabels(painter);
@@ -318,7 +322,7 @@ void UnifiedAudioScope::paintLabels(QPainter& painter) const
 
 void UnifiedAudioScope::resizeEvent(QResizeEvent* event)
 {
-    recreateFrame();
+    ensureFrame();
     QWidget::resizeEvent(event);
 }
 

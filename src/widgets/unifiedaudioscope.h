@@ -90,6 +90,7 @@ private:
     void rebuildAnalysers();
     void assignTraceColours();
     void recreateFrame();
+    void ensureFrame();
     [[nodiscard]] QSize frameSize() const;
     void paintLabels(QPainter& painter) const;
 
@@ -98,7 +99,7 @@ private:
     std::vector<std::unique_ptr<ScopeChannel>> m_channels;
     std::vector<TraceLane> m_lanes; ///< one for each channel
     QImage m_frame;
-    QTimer m_tickTimer;
+    QTimer m_tickTimer{this};
     QElapsedTimer m_clock; ///< what the meters' times are read from
     bool m_frozen = false;
     bool m_popOutAllowed = true;

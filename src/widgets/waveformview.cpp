@@ -86,12 +86,12 @@ void WaveformView::setViewRange(qint64 begin, qint64 end)
 
 qint64 WaveformView::xToSample(int x) const
 {
-    return geometry().xToSample(x);
+    return timeGeometry().xToSample(x);
 }
 
 int WaveformView::sampleToX(qint64 sample) const
 {
-    return geometry().sampleToX(sample);
+    return timeGeometry().sampleToX(sample);
 }
 
 FrameRange WaveformView::effectiveRange() const
@@ -101,7 +101,7 @@ FrameRange WaveformView::effectiveRange() const
     return m_ownRange;
 }
 
-WaveformGeometry WaveformView::geometry() const
+WaveformGeometry WaveformView::timeGeometry() const
 {
     return {effectiveRange(), width()};
 }
@@ -204,7 +204,7 @@ void WaveformView::mouseMoveEvent(QMouseEvent* event)
 {
     const int x = event->position().toPoint().x();
     if (m_mouseMode == MouseMode::Panning) {
-        const FrameRange range = geometry().panned(m_panAnchor, x - m_pressPosition.x());
+        const FrameRange range = timeGeometry().panned(m_panAnchor, x - m_pressPosition.x());
         setViewRange(range.begin, range.end);
     } else if (m_mouseMode == MouseMode::Selecting && m_state != nullptr) {
         const qint64 anchor = m_state->selectionStart;
@@ -243,14 +243,14 @@ void WaveformView::wheelEvent(QWheelEvent* event)
         return; // sideways: no zoom
     const double notches = event->angleDelta().y() * kDegreesPerAngleUnit / kDegreesPerNotch;
     const auto x = static_cast<int>(event->position().x());
-    const FrameRange range = geometry().zoomed(notches, x);
+    const FrameRange range = timeGeometry().zoomed(notches, x);
     setViewRange(range.begin, range.end);
 }
 
 void WaveformView::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
-    const WaveformGeometry now = geometry();
+    const WaveformGeometry now = timeGeometry();
     if (m_state != nullptr && now.range().isValid() && width() > 0)
         m_state->viewScale = now.samplesPerPixel();
 }

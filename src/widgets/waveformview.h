@@ -74,7 +74,7 @@ private:
     enum class MouseMode { None, Selecting, Panning };
 
     [[nodiscard]] FrameRange effectiveRange() const;
-    [[nodiscard]] WaveformGeometry geometry() const;
+    [[nodiscard]] WaveformGeometry timeGeometry() const;
     [[nodiscard]] WaveformScene scene() const;
     void refreshPicture();
     void drawSelection(QPainter& painter) const;

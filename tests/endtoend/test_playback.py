@@ -1,7 +1,5 @@
 """From a file to the loudspeaker: open by typing, look, press Space, compare what was heard."""
 
-import unittest
-
 from support import case, samples
 from support.processes import wait_until
 

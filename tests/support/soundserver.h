@@ -35,7 +35,7 @@ public:
         /// a while to be exact. Otherwise sinks pull every 50 ms.
         bool lazySinks = false;
         /// More null sinks, in the order in which they are made.
-        QStringList extraSinks;
+        QStringList extraSinks{};
     };
 
     class Capture;

@@ -1,6 +1,7 @@
 #include "media/devices/devicemanager.h"
 
 #include "media/devices/devicelookup.h"
+#include "media/devices/processend.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -8,9 +9,6 @@
 #include <QThread>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace media::devices {
 
@@ -73,21 +71,6 @@ bool contains(const QList<QAudioDevice>& devices, const QByteArray& id)
                        [&](const QAudioDevice& device) { return device.id() == id; });
 }
 
-/// For a thread that hangs in the toolkit: once main() has returned, the process
-/// ends with main's status, but without the toolkit's tear-down, which would
-/// wait for ever for a lock that this thread holds.
-void endProcessWithoutTearDown()
-{
-#ifdef __GLIBC__
-    on_exit(
-        [](int status, void*) {
-            std::fflush(nullptr);
-            ::_exit(status);
-        },
-        nullptr);
-#endif
-}
-
 } // namespace
 
 DeviceManager& DeviceManager::instance()
@@ -147,7 +130,7 @@ void DeviceManager::shutDown()
 {
     m_poll.stop();
     if (!m_connection.close(kExitBound))
-        endProcessWithoutTearDown();
+        endProcessWithoutTearDownIf([] { return true; });
 }
 
 QList<QAudioDevice> DeviceManager::audioInputs()

@@ -11,6 +11,7 @@ PlatformConnection::PlatformConnection(std::function<void()> ask)
 {
     m_thread.setObjectName(QStringLiteral("audio-devices"));
     m_onThread.moveToThread(&m_thread);
+    connect(&m_thread, &QThread::started, &m_onThread, [this] { askAndAnnounce(); });
 }
 
 PlatformConnection::~PlatformConnection()
@@ -25,18 +26,20 @@ bool PlatformConnection::open(std::chrono::milliseconds bound)
         return isOpen();
     m_asked = true;
     m_thread.start();
-    QMetaObject::invokeMethod(&m_onThread, [this] {
-        m_ask();
-        m_open = true;
-        m_answered.release();
-        // From here it would reach direct connections on the wrong thread.
-        QMetaObject::invokeMethod(this, &PlatformConnection::opened, Qt::QueuedConnection);
-    });
     if (!m_answered.tryAcquire(1, static_cast<int>(bound.count()))) {
         qWarning("PlatformConnection: the sound server does not answer; going on without devices "
                  "until it does");
     }
     return isOpen();
+}
+
+void PlatformConnection::askAndAnnounce()
+{
+    m_ask();
+    m_open = true;
+    m_answered.release();
+    // Queued, or it would reach direct connections on the wrong thread.
+    QMetaObject::invokeMethod(this, &PlatformConnection::opened, Qt::QueuedConnection);
 }
 
 bool PlatformConnection::close(std::chrono::milliseconds bound)

@@ -55,6 +55,8 @@ signals:
     void opened();
 
 private:
+    void askAndAnnounce();
+
     QThread m_thread;
     QObject m_onThread;
     std::function<void()> m_ask;

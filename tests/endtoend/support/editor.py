@@ -4,6 +4,7 @@ import os
 import re
 import shutil
 import tempfile
+import time
 from pathlib import Path
 
 from .accessibility import BUTTONS, Application, SessionBus, bus_environment
@@ -140,6 +141,12 @@ class Editor:
         if not texts:
             raise Failure("the window shows no position")
         return texts[0]
+
+    def seconds_to_answer(self):
+        """How long the window's thread takes to answer a question, such as a click is."""
+        begin = time.monotonic()
+        self.controls.find(BUTTONS, PLAY)
+        return time.monotonic() - begin
 
     def track_names(self):
         """What the label beside each Mute button says."""

@@ -1,5 +1,6 @@
 """A sound server of one's own, with a loudspeaker and a microphone that can be heard and fed."""
 
+import signal
 from pathlib import Path
 
 from .processes import Failure, Process, run, wait_until
@@ -29,12 +30,12 @@ class SoundServer:
         for name in ("PULSE_SERVER", "PULSE_SINK", "PULSE_SOURCE"):
             self.environment.pop(name, None)
         self._process = None
+        self._modules = {}  # index by sink, for unplugging
         self.start()
 
     def start(self):
-        sinks = [_NULL_SINK.format(name=name, rate=self.rate, channels=channels)
-                 for name, channels in (("speaker", STEREO), ("micfeed", 1))]
-        modules = ["module-native-protocol-unix", *sinks,
+        microphone = _NULL_SINK.format(name="micfeed", rate=self.rate, channels=1)
+        modules = ["module-native-protocol-unix", microphone,
                    "module-remap-source source_name=mic master=micfeed.monitor"]
         arguments = ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no",
                      "--exit-idle-time=-1", "--disable-shm=yes"]
@@ -42,7 +43,7 @@ class SoundServer:
             arguments += ["-L", module]
         self._process = Process(arguments, self._folder / "pulseaudio.log", self.environment)
         wait_until(self._is_ready, START_SECONDS, "the sound server to answer")
-        self.control("set-default-sink", "speaker")
+        self.plug_in("speaker")
         self.control("set-default-source", "mic")
 
     def _is_ready(self):
@@ -64,10 +65,33 @@ class SoundServer:
         run(["pacat", "--playback", "-d", "micfeed", "--format=float32le", f"--rate={self.rate}",
              "--channels=1", "--raw", f"--latency-msec={FEED_LATENCY_MS}", path], self.environment, timeout=600.0)
 
+    def unplug(self, sink):
+        self.control("unload-module", self._modules.pop(sink))
+
+    def plug_in(self, sink):
+        """Adds a null sink; the default follows it."""
+        arguments = _NULL_SINK.format(name=sink, rate=self.rate, channels=STEREO).split()
+        self._modules[sink] = self.control("load-module", *arguments).strip()
+        self.control("set-default-sink", sink)
+
+    def kill(self):
+        """The server dies without a word to its clients."""
+        self._process.send(signal.SIGKILL)
+        self._process.wait(START_SECONDS)
+        self._process.stop()
+        self._process = None
+
+    def freeze(self):
+        """The server hangs: it is there, and never answers. stop() ends it all the same."""
+        self._process.send(signal.SIGSTOP)
+
     def stop(self):
         if self._process:
             self._process.stop()
             self._process = None
+
+    def is_running(self):
+        return self._process is not None
 
 
 class Capture:

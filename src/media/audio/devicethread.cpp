@@ -1,0 +1,177 @@
+#include "media/audio/devicethread.h"
+
+#include "media/devices/processend.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QObject>
+#include <QThread>
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace media::audio {
+
+namespace {
+
+/// Threads that were given up. They are kept for good: some may still run.
+class AbandonedThreads {
+public:
+    static AbandonedThreads& instance()
+    {
+        static auto* const threads = new AbandonedThreads;
+        return *threads;
+    }
+
+    void add(QThread* thread)
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_threads.empty())
+            devices::endProcessWithoutTearDownIf([] { return instance().anyRunning(); });
+        m_threads.push_back(thread);
+    }
+
+private:
+    bool anyRunning()
+    {
+        const std::lock_guard lock(m_lock);
+        return std::any_of(m_threads.begin(), m_threads.end(),
+                           [](const QThread* thread) { return thread->isRunning(); });
+    }
+
+    std::mutex m_lock;
+    std::vector<QThread*> m_threads;
+};
+
+/// How the one who waits learns that the work is done. Shared, as either side
+/// may be the last to look at it.
+class Completion {
+public:
+    void signal()
+    {
+        const std::lock_guard lock(m_lock);
+        m_done = true;
+        m_changed.notify_all();
+    }
+
+    [[nodiscard]] bool waitFor(std::chrono::milliseconds bound)
+    {
+        std::unique_lock lock(m_lock);
+        return m_changed.wait_for(lock, bound, [this] { return m_done; });
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    bool m_done = false;
+};
+
+} // namespace
+
+/// Takes work from the owner's thread and does it on the device thread.
+class DeviceThread::Queue : public QObject {
+public:
+    void push(Work work)
+    {
+        {
+            const std::lock_guard lock(m_lock);
+            m_pending.push_back(std::move(work));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
+    bool event(QEvent* event) override
+    {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        if (const Work work = pop())
+            work();
+        return true;
+    }
+
+private:
+    Work pop()
+    {
+        const std::lock_guard lock(m_lock);
+        if (m_pending.empty())
+            return {};
+        Work work = std::move(m_pending.front());
+        m_pending.pop_front();
+        return work;
+    }
+
+    std::mutex m_lock;
+    std::deque<Work> m_pending;
+};
+
+DeviceThread::DeviceThread(const QString& name)
+    : m_thread(new QThread)
+    , m_queue(new Queue)
+{
+    m_thread->setObjectName(name);
+    m_queue->moveToThread(m_thread);
+    QObject::connect(m_thread, &QThread::finished, m_queue, &QObject::deleteLater);
+    m_thread->start();
+}
+
+DeviceThread::~DeviceThread()
+{
+    abandon({});
+}
+
+void DeviceThread::post(Work work)
+{
+    if (m_thread)
+        m_queue->push(std::move(work));
+}
+
+bool DeviceThread::run(Work work, Ms bound)
+{
+    if (!m_thread)
+        return false;
+    const auto completion = std::make_shared<Completion>();
+    m_queue->push([work = std::move(work), completion] {
+        work();
+        completion->signal();
+    });
+    return completion->waitFor(bound);
+}
+
+bool DeviceThread::end(Ms bound)
+{
+    if (!m_thread)
+        return true;
+    m_queue->push([] { QThread::currentThread()->quit(); });
+    if (!m_thread->wait(static_cast<unsigned long>(std::max(bound, Ms{0}).count())))
+        return false;
+    delete m_thread;
+    m_thread = nullptr;
+    m_queue = nullptr;
+    return true;
+}
+
+void DeviceThread::abandon(Work last)
+{
+    if (!m_thread)
+        return;
+    AbandonedThreads::instance().add(m_thread);
+    m_queue->push([last = std::move(last)] {
+        if (last)
+            last();
+        QThread::currentThread()->quit();
+    });
+    m_thread = nullptr;
+    m_queue = nullptr;
+}
+
+void DeviceThread::adopt(QObject* object)
+{
+    object->moveToThread(m_thread);
+}
+
+} // namespace media::audio

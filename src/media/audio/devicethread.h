@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+#include <chrono>
+#include <functional>
+
+class QObject;
+class QThread;
+
+namespace media::audio {
+
+/// A thread on which one device is opened, run and closed, and of which nobody
+/// ever waits without a bound: opening a device that has just gone, or one of a
+/// server that hangs, may never return.
+///
+/// Running → (end) Ended, or → (abandon) Abandoned: left to itself, never
+/// terminated, until the toolkit lets go of it. An abandoned thread that is
+/// still stuck when the process exits cuts the exit short after main() with
+/// main's status, as the toolkit's own tear-down would wait for it for ever.
+///
+/// All operations belong to the owner's thread. Work is run one piece after the
+/// other, in order, by the thread's event loop.
+class DeviceThread {
+public:
+    using Work = std::function<void()>;
+    using Ms = std::chrono::milliseconds;
+
+    /// Starts the thread.
+    explicit DeviceThread(const QString& name);
+
+    /// Abandons the thread unless it has ended.
+    ~DeviceThread();
+    Q_DISABLE_COPY_MOVE(DeviceThread)
+
+    /// Does not wait. The work has to own what it touches.
+    void post(Work work);
+
+    /// Waits until the work is done, at most `bound`; false when it is not: the
+    /// thread hangs in this work or an earlier one, and may still do it later.
+    [[nodiscard]] bool run(Work work, Ms bound);
+
+    /// Running → Ended, after all posted work; waits up to `bound`. False, and
+    /// still Running, when the thread did not come to its end.
+    [[nodiscard]] bool end(Ms bound);
+
+    /// Running → Abandoned: does `last` and ends, should it ever come to it.
+    void abandon(Work last);
+
+    /// Moves an object of the calling thread onto this one.
+    void adopt(QObject* object);
+
+private:
+    class Queue;
+
+    QThread* m_thread = nullptr; ///< null when Ended or Abandoned
+    Queue* m_queue = nullptr;    ///< lives on the thread, deleted by it
+};
+
+} // namespace media::audio

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "media/audio/nodeworker.h"
+
+#include <QAudioFormat>
+#include <QIODevice>
+
+#include <memory>
+#include <utility>
+
+namespace media::audio {
+
+/// What the workers of both nodes do alike with the toolkit's two device
+/// classes, which have no base in common: `Backend` is QAudioSink or
+/// QAudioSource, `Transfer` the device that it pulls from or pushes into.
+///
+/// Backend and transfer are made and destroyed on the device thread, whose
+/// events and timers they use.
+template <typename Backend, typename Transfer>
+class DeviceWorker : public NodeWorker {
+public:
+    ~DeviceWorker() override { tearDown(); }
+
+    Q_DISABLE_COPY_MOVE(DeviceWorker)
+
+protected:
+    DeviceWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream,
+                 QIODevice::OpenModeFlag direction)
+        : NodeWorker(words, std::move(stream))
+        , m_direction(direction)
+    {
+    }
+
+    [[nodiscard]] virtual std::unique_ptr<Transfer> makeTransfer() const = 0;
+
+    /// The new backend's settings, before it is first started.
+    virtual void prepareBackend(Backend& /*backend*/, bool /*afterRebuild*/) {}
+
+    /// Right before and right after every start.
+    virtual void beforeStart(Backend& /*backend*/) {}
+
+    virtual void afterStart(const Backend& /*backend*/) {}
+
+    [[nodiscard]] Backend* backend() const { return m_backend.get(); }
+
+    void createDevice(bool afterRebuild) override
+    {
+        m_backend = std::make_unique<Backend>(configuration().device, configuration().format);
+        prepareBackend(*m_backend, afterRebuild);
+        QObject::connect(m_backend.get(), &Backend::stateChanged, this,
+                         &DeviceWorker::onStateChanged);
+    }
+
+    [[nodiscard]] bool hasDevice() const override { return m_backend != nullptr; }
+
+    [[nodiscard]] QAudio::State deviceState() const override { return m_backend->state(); }
+
+    [[nodiscard]] QAudio::Error deviceError() const override { return m_backend->error(); }
+
+    void renewTransfer() override
+    {
+        // A stopped backend still knows the transfer it was started on, and lets
+        // go of it only when it is started on another.
+        m_previousTransfer = std::exchange(m_transfer, makeTransfer());
+        openTransfer();
+    }
+
+    void openTransfer() override
+    {
+        // Without "unbuffered" the base class would read ahead on its own, and
+        // lose on closing what it has read.
+        if (!m_transfer->isOpen())
+            m_transfer->open(m_direction | QIODevice::Unbuffered);
+    }
+
+    void closeTransfer() override
+    {
+        if (m_transfer && m_transfer->isOpen())
+            m_transfer->close();
+    }
+
+    void startDevice() override
+    {
+        beforeStart(*m_backend);
+        m_backend->start(m_transfer.get());
+        afterStart(*m_backend);
+    }
+
+    void stopDevice() override { m_backend->stop(); }
+
+    void dropDevice() override
+    {
+        if (m_backend)
+            QObject::disconnect(m_backend.get(), nullptr, this, nullptr);
+        m_backend.reset();
+    }
+
+    void touchServer() const override
+    {
+        // No rate at all: the toolkit connects, then refuses to open a stream.
+        QAudioFormat impossible = configuration().format;
+        impossible.setSampleRate(0);
+        Backend backend(configuration().device, impossible);
+        const std::unique_ptr<Transfer> transfer = makeTransfer();
+        transfer->open(m_direction | QIODevice::Unbuffered);
+        backend.start(transfer.get());
+    }
+
+private:
+    const QIODevice::OpenModeFlag m_direction;
+    std::unique_ptr<Transfer> m_previousTransfer;
+    std::unique_ptr<Transfer> m_transfer;
+    std::unique_ptr<Backend> m_backend;
+};
+
+} // namespace media::audio

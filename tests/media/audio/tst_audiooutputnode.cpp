@@ -1,0 +1,431 @@
+#include "media/audio/audiooutputnode.h"
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "nodeplayer.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+
+#include <QAudioDevice>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using media::audio::AudioOutputNode;
+using media::devices::DeviceManager;
+
+namespace {
+
+constexpr int kRateHz = 44100;
+constexpr quint64 kRingFrames = 8192;
+constexpr int kPatienceMs = 20000;
+
+/// No call of the engine's may hold the window up for longer.
+constexpr int kAnswerMs = 1000;
+
+QAudioFormat stereo(int rateHz = kRateHz, int channels = 2)
+{
+    QAudioFormat format;
+    format.setSampleFormat(QAudioFormat::Float);
+    format.setSampleRate(rateHz);
+    format.setChannelCount(channels);
+    return format;
+}
+
+QAudioDevice speaker()
+{
+    const QList<QAudioDevice> outputs = DeviceManager::instance().audioOutputs();
+    for (const QAudioDevice& output : outputs) {
+        if (output.id() == "speaker")
+            return output;
+    }
+    return {};
+}
+
+} // namespace
+
+/// A node on the speaker of a private sound server, judged by what the server
+/// heard. The microphone is left out: its sink would take over the streams of a
+/// speaker that goes.
+class TestAudioOutputNode : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase()
+    {
+        QVERIFY(m_server.start());
+        DeviceManager::instance().initializeAudio();
+        QTRY_VERIFY_WITH_TIMEOUT(!speaker().isNull(), kPatienceMs);
+    }
+
+    void init() { m_log = std::make_unique<LogCatcher>(); }
+
+    void cleanup() { m_log.reset(); }
+
+    void startWithoutConfigurationIsRefused()
+    {
+        AudioOutputNode node;
+        QVERIFY(!node.start());
+        QCOMPARE(m_log->take(QtWarningMsg, "AudioOutputNode::start: not configured"), 1);
+        QCOMPARE(node.sinkBufferBytes(), 0);
+    }
+
+    void implausibleChannelCountIsClamped_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<qsizetype>("expectedBytes");
+        QTest::newRow("none becomes one") << 0 << qsizetype{2048 * 4};
+        QTest::newRow("too many become the most, whatever the text says")
+            << 40 << qsizetype{2048 * 4 * 32};
+    }
+
+    void implausibleChannelCountIsClamped()
+    {
+        QFETCH(int, count);
+        QFETCH(qsizetype, expectedBytes);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(kRateHz, count), kRingFrames);
+        const QStringList warnings = m_log->texts(QtWarningMsg);
+        QCOMPARE(warnings.size(), 1);
+        QVERIFY(warnings[0].startsWith(
+            QStringLiteral("AudioOutputNode: implausible channelCount %1 from format ")
+                .arg(count)));
+        QVERIFY(warnings[0].endsWith(
+            QStringLiteral(" — clamping to 1. Likely uninitialised QAudioFormat; investigate the "
+                           "device-lookup path.")));
+        QCOMPARE(m_log->take(QtWarningMsg, warnings[0]), 1);
+        QCOMPARE(node.sinkBufferBytes(), expectedBytes);
+    }
+
+    void implausibleSampleRateLeavesTheNodeUnconfigured_data()
+    {
+        QTest::addColumn<int>("rateHz");
+        QTest::newRow("none") << 0;
+        QTest::newRow("just too high") << 384001;
+    }
+
+    void implausibleSampleRateLeavesTheNodeUnconfigured()
+    {
+        QFETCH(int, rateHz);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(rateHz), kRingFrames);
+        const QStringList warnings = m_log->texts(QtWarningMsg);
+        QCOMPARE(warnings.size(), 1);
+        QVERIFY(warnings[0].startsWith(
+            QStringLiteral("AudioOutputNode: implausible sampleRate %1 from format ").arg(rateHz)));
+        QVERIFY(warnings[0].endsWith(QStringLiteral(" — bailing out without opening a sink.")));
+        QCOMPARE(m_log->take(QtWarningMsg, warnings[0]), 1);
+        QVERIFY(!node.start());
+        QCOMPARE(m_log->take(QtWarningMsg, "AudioOutputNode::start: not configured"), 1);
+    }
+
+    void highestSampleRateIsAccepted()
+    {
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(384000), kRingFrames);
+        QCOMPARE(node.sinkBufferBytes(), 16384);
+    }
+
+    void otherSampleFormatIsToldAndTakenAsFloat()
+    {
+        AudioOutputNode node;
+        QAudioFormat format = stereo();
+        format.setSampleFormat(QAudioFormat::Int32);
+        node.configure(speaker(), format, kRingFrames);
+        QCOMPARE(m_log->takeContaining(
+                     QtWarningMsg, "AudioOutputNode: wire format must be Float or Int16, got QAud"),
+                 1);
+        QCOMPARE(node.sinkBufferBytes(), 16384);
+    }
+
+    void sinkBufferHasAFloorAtConfigureOnly_data()
+    {
+        QTest::addColumn<quint64>("ringFrames");
+        QTest::addColumn<qsizetype>("configured");
+        QTest::addColumn<qsizetype>("rebuilt");
+        QTest::newRow("8192 frames") << quint64{8192} << qsizetype{16384} << qsizetype{16384};
+        QTest::newRow("2048 frames") << quint64{2048} << qsizetype{8192} << qsizetype{4096};
+    }
+
+    void sinkBufferHasAFloorAtConfigureOnly()
+    {
+        QFETCH(quint64, ringFrames);
+        QFETCH(qsizetype, configured);
+        QFETCH(qsizetype, rebuilt);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), ringFrames);
+        QCOMPARE(node.sinkBufferBytes(), configured);
+        QSignalSpy rebuilds(&node, &AudioOutputNode::deviceRebuilt);
+        node.rebuildSink();
+        QTRY_COMPARE_WITH_TIMEOUT(rebuilds.size(), 1, kPatienceMs);
+        QCOMPARE(node.sinkBufferBytes(), rebuilt);
+    }
+
+    void processSpreadsTheBlockOverTheDevicesChannels()
+    {
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), 4);
+        const double planar[] = {0.1, 0.2, 0.3, 0.4};
+        node.process({2, 2, planar});
+        QCOMPARE(node.queuedSamples(), 4U);
+        node.process({0, 2, planar});
+        node.process({2, 0, planar});
+        node.process({2, 2, nullptr});
+        QCOMPARE(node.queuedSamples(), 4U);
+        // Eight samples were asked for, which makes sixteen slots less one.
+        QCOMPARE(node.freeSamples(), 11U);
+        const QList<double> long16(16, 0.5);
+        node.process({8, 2, long16.constData()});
+        QCOMPARE(node.queuedSamples(), 15U);
+        QCOMPARE(node.droppedSamples(), 5U);
+        node.resetCounters();
+        QCOMPARE(node.droppedSamples(), 0U);
+    }
+
+    void longSoundIsHeardBitForBitWithoutAGap()
+    {
+        SoundServer::Capture capture(m_server);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        const QList<float> sound = signal_makers::counter(3 * kRateHz);
+        QVERIFY(play(node, sound));
+        QCOMPARE(node.droppedSamples(), 0U);
+        QCOMPARE(capture.sound(), onBothChannels(sound));
+    }
+
+    void shortSoundIsHeardWhole()
+    {
+        SoundServer::Capture capture(m_server);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        const QList<float> sound = signal_makers::counter(kRateHz / 10);
+        QVERIFY(play(node, sound));
+        QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
+    }
+
+    void nothingIsLeftOverForTheNextStart()
+    {
+        SoundServer::Capture capture(m_server);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        const QList<float> first = signal_makers::counter(kRateHz);
+        QVERIFY(node.start());
+        write(node, first.mid(0, 8000));
+        const quint64 before = node.samplesDelivered();
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > before, kPatienceMs);
+        node.stop();
+        // The cut may leave some of the first sound on its way to the recorder.
+        QTRY_COMPARE_WITH_TIMEOUT(m_server.playbackStreamCount(), 0, kPatienceMs);
+
+        const QList<float> second = signal_makers::constant(4410, -0.25F);
+        QVERIFY(play(node, second));
+        QTRY_VERIFY_WITH_TIMEOUT(capture.sound().endsWith(-0.25F), kPatienceMs);
+        QList<float> heard = capture.sound();
+        QVERIFY(heard.size() >= 2 * second.size());
+        const QList<float> earlier = heard.mid(0, heard.size() - 2 * second.size());
+        QCOMPARE(heard.mid(earlier.size()), onBothChannels(second));
+        QVERIFY(!earlier.contains(-0.25F));
+    }
+
+    void startWhileRunningChangesNothing()
+    {
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(node.start());
+        write(node, signal_makers::constant(4000, 0.5F));
+        const quint64 delivered = node.samplesDelivered();
+        QVERIFY(node.start());
+        QVERIFY(node.samplesDelivered() >= delivered);
+        QVERIFY(!node.hasPlayedOut());
+        node.stop();
+    }
+
+    void volumeAppliesToTheRunningAndTheNextSink()
+    {
+        SoundServer::Capture capture(m_server);
+        AudioOutputNode node;
+        node.setVolume(0.0F);
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(play(node, signal_makers::constant(4410, 0.5F)));
+        QVERIFY(capture.sound().isEmpty());
+        node.setVolume(1.0F);
+        const QList<float> sound = signal_makers::counter(4410);
+        QVERIFY(play(node, sound));
+        QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
+    }
+
+    void pullModePlaysTheCallback()
+    {
+        SoundServer::Capture capture(m_server);
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        node.setPullCallback([](float* samples, qint64 frames) {
+            std::fill_n(samples, frames, 0.125F);
+            return frames;
+        });
+        node.setPullMode(true);
+        QVERIFY(node.start());
+        QTRY_VERIFY_WITH_TIMEOUT(capture.sound().size() > kRateHz / 2, kPatienceMs);
+        node.stop();
+        QCOMPARE(capture.sound().count(0.125F), capture.sound().size());
+    }
+
+    void underrunsAreCountedAndReported()
+    {
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(node.start());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_log->texts(QtInfoMsg).isEmpty(), kPatienceMs);
+        QVERIFY(m_log->texts(QtInfoMsg)[0].startsWith("AudioOutputNode: "));
+        QVERIFY(m_log->texts(QtInfoMsg)[0].contains(" underrun(s) in last 0 ms (total "));
+        QVERIFY(m_log->texts(QtInfoMsg)[0].endsWith(
+            " since start) — producer pipeline failed to keep up with QAudioSink demand; audible "
+            "as buffer micro-gaps. Consider load reduction or larger `ringFrames`."));
+        QVERIFY(node.underrunCount() > 0);
+        node.stop();
+        node.resetCounters();
+        QCOMPARE(node.underrunCount(), 0U);
+    }
+
+    void soundReturnsWhenTheDeviceComesBack()
+    {
+        m_log->tolerate(QtWarningMsg, "PulseAudioService: Stream error");
+        m_log->tolerate(QtWarningMsg, "Stream error: Entity killed");
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(node.start());
+        NodePlayer player(node);
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > kRateHz, kPatienceMs);
+
+        QVERIFY(m_server.unloadSink("speaker"));
+        QVERIFY(isLogged(QtWarningMsg, "is no longer present on the host. Pausing "
+                                       "rebuild; will resume when the device reappears."));
+        QCOMPARE(m_log->takeContaining(QtWarningMsg,
+                                       "AudioOutputNode: stream stalled silently (no Qt error, "
+                                       "sample counter frozen ≥ 3000ms) — rebuilding QAudioSink "
+                                       "(rebuild #1)"),
+                 1);
+        m_log->tolerate(QtWarningMsg, "AudioOutputNode: stream stalled silently");
+
+        const quint64 delivered = node.samplesDelivered();
+        QVERIFY(m_server.loadSink("speaker"));
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > delivered + kRateHz, kPatienceMs);
+        SoundServer::Capture capture(m_server);
+        QTRY_VERIFY_WITH_TIMEOUT(!capture.sound().isEmpty(), kPatienceMs);
+        node.stop();
+    }
+
+    void startWithoutTheDeviceIsRefusedAndItPlaysWhenTheDeviceIsThere()
+    {
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(m_server.unloadSink("speaker"));
+        QTRY_VERIFY_WITH_TIMEOUT(speaker().isNull(), kPatienceMs);
+        QVERIFY(!node.start());
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "is no longer present on the host."), 1);
+        QVERIFY(m_server.loadSink("speaker"));
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > 0, kPatienceMs);
+        QCOMPARE(m_log->takeContaining(QtInfoMsg, "is back on the host — attempting rebuild"), 1);
+        node.stop();
+    }
+
+    void frozenServerHoldsNobodyUp()
+    {
+        m_log->tolerate(QtWarningMsg, "the device thread");
+        auto node = std::make_unique<AudioOutputNode>();
+        node->configure(speaker(), stereo(), kRingFrames);
+        m_server.stopProcess();
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(!node->start());
+        QVERIFY2(clock.elapsed() < 2 * kAnswerMs, "start");
+        QCOMPARE(m_log->takeContaining(
+                     QtWarningMsg, "AudioOutputNode::start: the device thread has not answered"),
+                 1);
+        clock.restart();
+        node->stop();
+        QVERIFY2(clock.elapsed() < 2 * kAnswerMs, "stop");
+        clock.restart();
+        node.reset();
+        QVERIFY2(clock.elapsed() < 2 * kAnswerMs, "destruction");
+        m_server.continueProcess();
+    }
+
+    void soundReturnsAfterAFreeze()
+    {
+        m_log->tolerate(QtWarningMsg, "AudioOutputNode");
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        m_server.stopProcess();
+        QVERIFY(!node.start());
+        m_server.continueProcess();
+        SoundServer::Capture capture(m_server);
+        const QList<float> sound = signal_makers::counter(4410);
+        QVERIFY(play(node, sound));
+        QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
+    }
+
+    void soundReturnsWhenTheServerIsStartedAgain()
+    {
+        m_log->tolerate(QtWarningMsg, "Stream error");
+        m_log->tolerate(QtWarningMsg, "PulseAudio");
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        QVERIFY(node.start());
+        NodePlayer player(node);
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > kRateHz / 2, kPatienceMs);
+        QVERIFY(m_server.restart());
+        QVERIFY(isLogged(QtWarningMsg,
+                         "AudioOutputNode: state dropped from ActiveState to 2 (Qt err=4) "
+                         "without stop() — assuming device failure; re-marking start "
+                         "intent + queuing rebuildSink probe."));
+        m_log->tolerate(QtWarningMsg, "AudioOutputNode: s");
+        const quint64 delivered = node.samplesDelivered();
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > delivered + 2 * kRateHz, kPatienceMs);
+        SoundServer::Capture capture(m_server);
+        QTRY_VERIFY_WITH_TIMEOUT(!capture.sound().isEmpty(), kPatienceMs);
+        node.stop();
+    }
+
+private:
+    /// Waits for one such line and claims it.
+    bool isLogged(QtMsgType type, const QString& fragment)
+    {
+        return QTest::qWaitFor([&] { return m_log->takeContaining(type, fragment) == 1; },
+                               kPatienceMs);
+    }
+
+    /// Plays the sound to its end as the engine does.
+    static bool play(AudioOutputNode& node, const QList<float>& sound)
+    {
+        if (!node.start())
+            return false;
+        write(node, sound);
+        const bool heard = QTest::qWaitFor([&] { return node.hasPlayedOut(); }, kPatienceMs);
+        node.stop();
+        return heard;
+    }
+
+    static void write(AudioOutputNode& node, const QList<float>& sound)
+    {
+        NodePlayer player(node, sound);
+        QVERIFY(QTest::qWaitFor([&] { return player.isDone(); }, kPatienceMs));
+    }
+
+    SoundServer m_server{SoundServer::Options{.rateHz = kRateHz, .withMicrophone = false}};
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+int main(int argc, char* argv[])
+{
+    prepareMediaPlatform();
+    QCoreApplication application(argc, argv);
+    TestAudioOutputNode test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_audiooutputnode.moc"
