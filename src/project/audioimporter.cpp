@@ -9,8 +9,20 @@
 #include <QFileInfo>
 #include <QScopedValueRollback>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <utility>
+
+namespace {
+
+// Of a hundred decoders of a short file, one or two miss their own start: they
+// wait for ever, or finish at once with nothing. So a file that gave nothing is
+// tried again, a little more patiently each time. In ticks of the decoder run;
+// together they stay well below what a user would wait for an error.
+constexpr std::array kPatienceTicks{2, 3, 4, 6};
+
+} // namespace
 
 TrackHandle AudioImporter::importFile(const QString& path)
 {
@@ -18,6 +30,7 @@ TrackHandle AudioImporter::importFile(const QString& path)
         return {};
     const QScopedValueRollback busy(m_busy, true);
     m_cancelled = false;
+    m_percent = 0;
     return run(path);
 }
 
@@ -69,23 +82,40 @@ TrackHandle AudioImporter::run(const QString& path)
 
 TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
 {
-    auto file = std::make_unique<CountingFile>(path);
-    if (!file->open(QIODevice::ReadOnly))
-        return failToRead(*file);
-    DecoderRun decoding(std::move(file), durationMs);
-    connect(&decoding, &DecoderRun::progressChanged, this, [this](int percent) {
-        if (!m_cancelled)
-            emit progressChanged(percent);
-    });
-    if (!complete(decoding))
-        return {};
+    for (const int patienceTicks : kPatienceTicks) {
+        auto file = std::make_unique<WatchedFile>(path);
+        if (!file->open(QIODevice::ReadOnly))
+            return failToRead(*file);
+        DecoderRun decoding(std::move(file), durationMs, patienceTicks);
+        connect(&decoding, &DecoderRun::progressChanged, this, &AudioImporter::report);
+        if (!complete(decoding))
+            return {};
+        switch (decoding.state()) {
+        case DecoderRun::State::Finished:
+            if (!decoding.samples().isEmpty())
+                return finish(path, decoding.samples());
+            break;
+        case DecoderRun::State::Failed:
+            return decoding.errorText().isEmpty() ? failToDecode(path) : fail(decoding.errorText());
+        case DecoderRun::State::Crashed:
+            return failToDecode(path);
+        default:
+            break;
+        }
+    }
+    return failToDecode(path);
+}
 
-    SampleCollector& samples = decoding.samples();
-    if (!decoding.errorText().isEmpty())
-        return fail(decoding.errorText());
-    if (decoding.state() != DecoderRun::State::Finished || samples.isEmpty())
-        return failToDecode(path);
+void AudioImporter::report(int percent)
+{
+    if (m_cancelled)
+        return;
+    m_percent = std::max(m_percent, percent);
+    emit progressChanged(m_percent);
+}
 
+TrackHandle AudioImporter::finish(const QString& path, SampleCollector& samples)
+{
     const int sourceChannels = samples.sourceChannels();
     const auto track = TrackHandle::create(QFileInfo(path).baseName(),
                                            trackChannelsFor(sourceChannels), samples.sampleRate());

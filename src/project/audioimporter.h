@@ -7,6 +7,7 @@
 
 class QEventLoop;
 class QFile;
+class SampleCollector;
 
 /// Turns an audio file that the platform can decode into one new track, at the
 /// file's own sample rate, without mixing or resampling.
@@ -48,6 +49,8 @@ private:
     bool complete(Stage& stage);
     TrackHandle run(const QString& path);
     TrackHandle decode(const QString& path, qint64 durationMs);
+    TrackHandle finish(const QString& path, SampleCollector& samples);
+    void report(int percent);
     TrackHandle fail(const QString& message);
     TrackHandle failToRead(const QFile& file);
     TrackHandle failToDecode(const QString& path);
@@ -55,4 +58,5 @@ private:
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
     bool m_busy = false;
     bool m_cancelled = false;
+    int m_percent = 0; ///< the highest reported, as progress never falls
 };

@@ -22,16 +22,19 @@ void abandon(std::unique_ptr<QAudioDecoder> decoder, std::unique_ptr<QFile> file
 
 } // namespace
 
-qint64 CountingFile::readData(char* data, qint64 maxSize)
+qint64 WatchedFile::readData(char* data, qint64 maxSize)
 {
-    m_reads.fetch_add(1, std::memory_order_relaxed);
-    return QFile::readData(data, maxSize);
+    m_steps.fetch_add(1, std::memory_order_relaxed);
+    const qint64 size = QFile::readData(data, maxSize);
+    m_steps.fetch_add(1, std::memory_order_relaxed);
+    return size;
 }
 
-DecoderRun::DecoderRun(std::unique_ptr<CountingFile> file, qint64 knownDurationMs)
+DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks)
     : m_file(std::move(file))
     , m_decoder(std::make_unique<QAudioDecoder>())
     , m_knownDurationMs(knownDurationMs)
+    , m_patienceTicks(patienceTicks)
 {
     connect(m_decoder.get(), &QAudioDecoder::bufferReady, this, &DecoderRun::takeBuffer);
     connect(m_decoder.get(), &QAudioDecoder::finished, this, &DecoderRun::finish);
@@ -84,8 +87,7 @@ void DecoderRun::reportProgress()
     if (durationMs <= 0)
         return;
     const qint64 percent = std::max<qint64>(m_decoder->position(), 0) * 100 / durationMs;
-    m_percent = std::max(m_percent, static_cast<int>(std::min(percent, kHighestRunningPercent)));
-    emit progressChanged(m_percent);
+    emit progressChanged(static_cast<int>(std::min(percent, kHighestRunningPercent)));
 }
 
 void DecoderRun::finish()
@@ -107,10 +109,11 @@ void DecoderRun::tick()
 {
     if (m_guard.hasCaught())
         return settle(State::Crashed);
-    const quint64 reads = m_file->readCount();
-    m_idleTicks = reads == m_readsSeen ? m_idleTicks + 1 : 0;
-    m_readsSeen = reads;
-    if (m_idleTicks >= kPatienceTicks)
+    const quint64 steps = m_file->readSteps();
+    const bool isReading = steps % 2 == 1;
+    m_idleTicks = isReading || steps != m_stepsSeen ? 0 : m_idleTicks + 1;
+    m_stepsSeen = steps;
+    if (m_idleTicks >= m_patienceTicks)
         settle(State::Stalled);
 }
 

@@ -12,19 +12,20 @@
 #include <atomic>
 #include <memory>
 
-/// A file that counts how often it has been read. The count may be asked for on
-/// any thread while another reads: a decoder that still reads is still alive.
-class CountingFile : public QFile {
+/// A file that knows whether it is being read: a decoder that still reads is
+/// still alive. Reading and asking may happen on two threads.
+class WatchedFile : public QFile {
 public:
     using QFile::QFile;
 
-    [[nodiscard]] quint64 readCount() const { return m_reads.load(std::memory_order_relaxed); }
+    /// Changes with every read; odd while one is going on.
+    [[nodiscard]] quint64 readSteps() const { return m_steps.load(std::memory_order_relaxed); }
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;
 
 private:
-    std::atomic<quint64> m_reads = 0; ///< a lone counter: orders nothing else
+    std::atomic<quint64> m_steps = 0; ///< a lone counter: orders nothing else
 };
 
 /// Takes one open file through one decoder, once.
@@ -41,18 +42,18 @@ public:
         Running,
         Finished, ///< the decoder said so
         Failed,   ///< the decoder reported an error
-        Stalled,  ///< kPatienceTicks passed without a sign of life
+        Stalled,  ///< no sign of life for too long
         Crashed,  ///< the decoder's thread was put to sleep in a fault
     };
 
-    /// A decoder is given up after kPatienceTicks ticks of kTickMs without a
-    /// buffer and without a read. Ticks, not time, because a machine too busy
-    /// to run the decoder is late with the ticks as well.
+    /// A decoder is given up after some ticks of kTickMs in a row without a buffer
+    /// and without a read. Ticks, not time, because a machine too busy to run the
+    /// decoder is late with the ticks as well.
     static constexpr int kTickMs = 100;
-    static constexpr int kPatienceTicks = 12;
 
     /// `knownDurationMs` serves where the decoder reports none; −1: unknown.
-    DecoderRun(std::unique_ptr<CountingFile> file, qint64 knownDurationMs);
+    /// `patienceTicks`: how many ticks without a sign of life are too many.
+    DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks);
     ~DecoderRun() override;
     Q_DISABLE_COPY_MOVE(DecoderRun)
 
@@ -70,7 +71,7 @@ public:
     [[nodiscard]] SampleCollector& samples() { return m_samples; }
 
 signals:
-    /// Once per buffer if the duration is known: 0 to 99, never falling.
+    /// Once per buffer if the duration is known: 0 to 99.
     void progressChanged(int percent);
     /// Emitted once, when the state leaves Running.
     void done();
@@ -84,14 +85,14 @@ private:
     void settle(State state);
 
     DecoderFaultGuard m_guard;
-    std::unique_ptr<CountingFile> m_file;
+    std::unique_ptr<WatchedFile> m_file;
     std::unique_ptr<QAudioDecoder> m_decoder;
     qint64 m_knownDurationMs;
     QTimer m_ticker;
     SampleCollector m_samples;
     State m_state = State::Running;
     QString m_errorText;
-    int m_percent = 0;
+    int m_patienceTicks;
     int m_idleTicks = 0;
-    quint64 m_readsSeen = 0;
+    quint64 m_stepsSeen = 0;
 };

@@ -25,7 +25,7 @@ public:
     };
 
     /// How long an answer may take; measured with the event loop running.
-    static constexpr int kPatienceMs = 1000;
+    static constexpr int kPatienceMs = 600;
 
     explicit MediaProbe(QFile& file);
     ~MediaProbe() override;
