@@ -23,6 +23,7 @@ class NodeStream {
 public:
     static constexpr quint64 kMostChannels = 32;
     static constexpr quint64 kDefaultRingFrames = 8192;
+    static constexpr qint64 kNever = -1;
 
     NodeStream() { m_clock.start(); }
 
@@ -63,6 +64,9 @@ public:
     std::atomic<quint64> samplesMoved = 0;
     std::atomic<quint64> underruns = 0;
     std::atomic<quint64> dropped = 0;
+
+    /// When dropped samples were last warned of, on `nowMs`.
+    std::atomic<qint64> overflowReportedAt = kNever;
 
     /// Samples that the ring took and gave since `begin`, and the silence that
     /// the sink took since the last real sample. `taken` is published after

@@ -1,0 +1,259 @@
+#include "media/audio/audioinputnode.h"
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "nodeplayer.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+
+#include <QAudioDevice>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+
+using media::audio::AudioInputNode;
+using media::devices::DeviceManager;
+
+namespace {
+
+constexpr int kRateHz = 44100;
+constexpr quint64 kRingFrames = 32768;
+constexpr int kPatienceMs = 20000;
+constexpr int kAnswerMs = 1000;
+
+QAudioFormat mono(int rateHz = kRateHz, int channels = 1)
+{
+    QAudioFormat format;
+    format.setSampleFormat(QAudioFormat::Float);
+    format.setSampleRate(rateHz);
+    format.setChannelCount(channels);
+    return format;
+}
+
+QAudioDevice microphone()
+{
+    const QList<QAudioDevice> inputs = DeviceManager::instance().audioInputs();
+    for (const QAudioDevice& input : inputs) {
+        if (input.id() == "mic")
+            return input;
+    }
+    return {};
+}
+
+/// Empties the node's ring onto the end of a recording.
+void drain(AudioInputNode& node, QList<float>& recording)
+{
+    const qsizetype before = recording.size();
+    recording.resize(before + static_cast<qsizetype>(node.availableSamples()));
+    const quint64 read =
+        node.read(recording.data() + before, static_cast<quint64>(recording.size() - before));
+    recording.resize(before + static_cast<qsizetype>(read));
+}
+
+/// Reads until the recording holds so many samples that are not silence.
+bool record(AudioInputNode& node, QList<float>& recording, qsizetype audible)
+{
+    return QTest::qWaitFor(
+        [&] {
+            drain(node, recording);
+            return recording.size() - recording.count(0.0F) >= audible;
+        },
+        kPatienceMs);
+}
+
+QList<float> withoutSilence(const QList<float>& recording)
+{
+    QList<float> sound = recording;
+    sound.removeAll(0.0F);
+    return sound;
+}
+
+} // namespace
+
+/// A node on the microphone of a private sound server, into which the tests play.
+class TestAudioInputNode : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase()
+    {
+        QVERIFY(m_server.start());
+        DeviceManager::instance().initializeAudio();
+        QTRY_VERIFY_WITH_TIMEOUT(!microphone().isNull(), kPatienceMs);
+    }
+
+    void init() { m_log = std::make_unique<LogCatcher>(); }
+
+    void cleanup() { m_log.reset(); }
+
+    void startWithoutConfigurationIsRefused()
+    {
+        AudioInputNode node;
+        QVERIFY(!node.start());
+        QCOMPARE(m_log->take(QtWarningMsg, "AudioInputNode::start: not configured"), 1);
+        QCOMPARE(node.availableSamples(), 0U);
+    }
+
+    void implausibleFormatsAreTold()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(kRateHz, 40), kRingFrames);
+        QCOMPARE(m_log->takeContaining(QtWarningMsg,
+                                       "AudioInputNode: implausible channelCount 40 from format "),
+                 1);
+        QAudioFormat int32 = mono();
+        int32.setSampleFormat(QAudioFormat::Int32);
+        node.configure(microphone(), int32, kRingFrames);
+        QCOMPARE(m_log->takeContaining(
+                     QtWarningMsg, "AudioInputNode: wire format must be Float or Int16, got QAud"),
+                 1);
+    }
+
+    void implausibleSampleRateLeavesTheNodeUnconfigured()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(384001), kRingFrames);
+        const QStringList warnings = m_log->texts(QtWarningMsg);
+        QCOMPARE(warnings.size(), 1);
+        QVERIFY(
+            warnings[0].startsWith("AudioInputNode: implausible sampleRate 384001 from format "));
+        QVERIFY(warnings[0].endsWith(" — bailing out without opening a source."));
+        QCOMPARE(m_log->take(QtWarningMsg, warnings[0]), 1);
+        QVERIFY(!node.start());
+        QCOMPARE(m_log->take(QtWarningMsg, "AudioInputNode::start: not configured"), 1);
+    }
+
+    void recordingHoldsExactlyWhatWasPlayed()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(), kRingFrames);
+        QVERIFY(node.start());
+        QList<float> recording;
+        QTRY_VERIFY_WITH_TIMEOUT(node.availableSamples() > 0, kPatienceMs);
+        const QList<float> sound = signal_makers::counter(2 * kRateHz);
+        const SoundServer::Feeder feeder(m_server, onBothChannels(sound));
+        QVERIFY(record(node, recording, sound.size()));
+        node.stop();
+
+        const auto begin = std::find(recording.cbegin(), recording.cend(), sound.first());
+        QVERIFY(recording.cend() - begin >= sound.size());
+        QVERIFY(std::equal(sound.cbegin(), sound.cend(), begin));
+        QCOMPARE(node.droppedSamples(), 0U);
+        QVERIFY(node.samplesCaptured() >= static_cast<quint64>(recording.size()));
+    }
+
+    void nothingIsLeftOverForTheNextStart()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(), kRingFrames);
+        QVERIFY(node.start());
+        {
+            const SoundServer::Feeder feeder(
+                m_server, onBothChannels(signal_makers::constant(2 * kRateHz, 0.5F)));
+            QTRY_VERIFY_WITH_TIMEOUT(node.availableSamples() > 20000, kPatienceMs);
+        }
+        node.stop();
+        QTRY_COMPARE_WITH_TIMEOUT(m_server.playbackStreamCount(), 0, kPatienceMs);
+
+        QVERIFY(node.start());
+        QList<float> recording;
+        const QList<float> sound = signal_makers::constant(8000, 0.25F);
+        QTRY_VERIFY_WITH_TIMEOUT(node.availableSamples() > 0, kPatienceMs);
+        const SoundServer::Feeder feeder(m_server, onBothChannels(sound));
+        QVERIFY(record(node, recording, sound.size()));
+        QCOMPARE(withoutSilence(recording), sound);
+    }
+
+    void whatNobodyReadsIsDroppedAndTold()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(), 1024);
+        node.setQuiet(true);
+        QVERIFY(node.start());
+        QTRY_VERIFY_WITH_TIMEOUT(node.droppedSamples() > 0, kPatienceMs);
+        QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
+        node.setQuiet(false);
+        QVERIFY(isLogged(QtWarningMsg, "ring capacity 2047 frames)"));
+        m_log->tolerate(QtWarningMsg, "AudioInputNode: capture ring OVERFLOW");
+        node.stop();
+        node.resetCounters();
+        QCOMPARE(node.droppedSamples(), 0U);
+    }
+
+    void rebuiltSourceGoesOnRecording()
+    {
+        AudioInputNode node;
+        node.configure(microphone(), mono(), kRingFrames);
+        QVERIFY(node.start());
+        QSignalSpy rebuilds(&node, &AudioInputNode::deviceRebuilt);
+        node.rebuildSource();
+        QTRY_COMPARE_WITH_TIMEOUT(rebuilds.size(), 1, kPatienceMs);
+        const quint64 captured = node.samplesCaptured();
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesCaptured() > captured, kPatienceMs);
+    }
+
+    void recordingGoesOnWhenTheDeviceComesBack()
+    {
+        m_log->tolerate(QtWarningMsg, "Stream error");
+        m_log->tolerate(QtWarningMsg, "pa_stream_peek() failed");
+        m_log->tolerate(QtWarningMsg, "AudioInputNode: capture ring OVERFLOW");
+        m_log->tolerate(QtWarningMsg, "AudioInputNode: st");
+        AudioInputNode node;
+        node.configure(microphone(), mono(), kRingFrames);
+        QVERIFY(node.start());
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesCaptured() > 0, kPatienceMs);
+        // The server moves the stream to any source that is left, so none may be.
+        QVERIFY(m_server.unloadSource("mic"));
+        QVERIFY(m_server.unloadSink("micfeed"));
+        QVERIFY(isLogged(QtWarningMsg, "is no longer present on the host. Pausing rebuild; will "
+                                       "resume when the device reappears."));
+        const quint64 captured = node.samplesCaptured();
+        QVERIFY(m_server.loadSink("micfeed"));
+        QVERIFY(m_server.loadSource("mic"));
+        QTRY_VERIFY_WITH_TIMEOUT(node.samplesCaptured() > captured + kRateHz, kPatienceMs);
+    }
+
+    void frozenServerHoldsNobodyUp()
+    {
+        auto node = std::make_unique<AudioInputNode>();
+        node->configure(microphone(), mono(), kRingFrames);
+        m_server.stopProcess();
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(!node->start());
+        QVERIFY2(clock.elapsed() < 2 * kAnswerMs, "start");
+        QCOMPARE(m_log->takeContaining(QtWarningMsg,
+                                       "AudioInputNode::start: the device thread has not answered"),
+                 1);
+        clock.restart();
+        node.reset();
+        QVERIFY2(clock.elapsed() < 2 * kAnswerMs, "destruction");
+        m_server.continueProcess();
+    }
+
+private:
+    /// Waits for one such line and claims it.
+    bool isLogged(QtMsgType type, const QString& fragment)
+    {
+        return QTest::qWaitFor([&] { return m_log->takeContaining(type, fragment) >= 1; },
+                               kPatienceMs);
+    }
+
+    SoundServer m_server{SoundServer::Options{.rateHz = kRateHz, .withSpeaker = false}};
+    std::unique_ptr<LogCatcher> m_log;
+};
+
+int main(int argc, char* argv[])
+{
+    prepareMediaPlatform();
+    QCoreApplication application(argc, argv);
+    TestAudioInputNode test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_audioinputnode.moc"
