@@ -339,7 +339,7 @@ void UnifiedAudioScope::showEvent(QShowEvent* event)
 void UnifiedAudioScope::closeEvent(QCloseEvent* event)
 {
     if (isPoppedOut())
-        QMetaObject::invokeMethod(m_popOut, &PopOut::restore, Qt::QueuedConnection);
+        QTimer::singleShot(0, m_popOut, &PopOut::restore);
     QWidget::closeEvent(event);
 }
 

@@ -390,12 +390,48 @@ private slots:
         QTRY_VERIFY(w.isScopeInPlace());
     }
 
+    void poppedOutItDoesNotKeepTheApplicationAlive()
+    {
+        Window w;
+        w.doubleClickScope();
+        QVERIFY(w.scope->isVisible());
+        QTimer::singleShot(0, w.window.get(), &QWidget::close);
+        constexpr int kStillAlive = 1;
+        QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(kStillAlive); });
+        QCOMPARE(QCoreApplication::exec(), 0);
+    }
+
     void withItsFormerWindowThePoppedOutScopeIsDeleted()
     {
         Window w;
         w.doubleClickScope();
         w.window.reset();
         QVERIFY(w.scope.isNull());
+    }
+
+    // Run again with everything at twice the scale.
+    void theFrameHasOneColumnPerPixelOfTheScreen()
+    {
+        const auto scope = shownScope({160, 90});
+        const int scale = qRound(scope->devicePixelRatioF());
+        QCOMPARE(scope->frame().size(), QSize(160, 90) * scale);
+        push(*scope, 0, QList<float>(30, 0.5F));
+        QTRY_VERIFY(!isAll(scope->frame(), kBlack));
+        // half of (height − 2) / 2 rows above the middle
+        const int row = 45 * scale - (45 * scale - 1) / 2;
+        for (int x = 0; x < 160 * scale; ++x)
+            QCOMPARE(scope->frame().pixel(x, row), x < 160 * scale - 30 ? kBlack : kSingleTrace);
+
+        scope->setMode(Mode::Level);
+        scope->setChannelCount(2);
+        push(*scope, 0, QList<float>(16000, 1.0F));
+        QTRY_VERIFY(scope->frame().pixel(79 * scale - 1, 0) != kEmpty);
+        const QImage painted = scope->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        QCOMPARE(painted.size(), scope->frame().size());
+        for (int x = 0; x < 160 * scale; ++x) {
+            QCOMPARE(painted.pixel(x, 60 * scale), scope->frame().pixel(x, 60 * scale));
+            QCOMPARE(painted.pixel(x, 60 * scale) == kEmpty, x >= 79 * scale);
+        }
     }
 
     void resizingStartsAFreshPictureOfTheNewSize()
