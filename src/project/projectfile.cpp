@@ -119,7 +119,7 @@ Body readCompressedBody(QDataStream& stream, const ProjectHandle& project, qint6
         if (inflate.isOverLimit())
             return Body::TooLarge;
         if (inflate.drain())
-            return Body::Whole;
+            return payload.status() == QDataStream::Ok ? Body::Whole : Body::Damaged;
     }
     QDataStream nothing{QByteArray()};
     readProject(nothing, project);

@@ -304,6 +304,15 @@ private slots:
         QVERIFY(result.loaded->tracks.isEmpty());
     }
 
+    void aPayloadThatEndsEarlyInsideAWholeBodyKeepsWhatIsThere()
+    {
+        const auto result = loadBytes(compressedFile(emptyPayload(3).chopped(4)));
+        QCOMPARE(result.outcome, LoadOutcome::Loaded);
+        QCOMPARE(result.reason, "the file is damaged");
+        QCOMPARE(result.loaded->sampleRate, 44100);
+        QCOMPARE(result.loaded->trackCounter, 3);
+    }
+
     void damageBehindThePayloadInsideTheBodyLeavesNothingOfIt()
     {
         QByteArray body = qCompress(emptyPayload(7) + QByteArray(1'000'000, 'x'), -1);
