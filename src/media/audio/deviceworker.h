@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/audio/nodeworker.h"
+#include "media/audio/streamconnection.h"
 
 #include <QAudioFormat>
 #include <QIODevice>
@@ -79,11 +80,15 @@ protected:
             m_transfer->close();
     }
 
-    void startDevice() override
+    [[nodiscard]] bool startDevice() override
     {
+        const StreamStart permission([this] { touchServer(); });
+        if (!permission.isAllowed())
+            return false;
         beforeStart(*m_backend);
         m_backend->start(m_transfer.get());
         afterStart(*m_backend);
+        return true;
     }
 
     void stopDevice() override { m_backend->stop(); }
@@ -95,7 +100,8 @@ protected:
         m_backend.reset();
     }
 
-    void touchServer() const override
+private:
+    void touchServer() const
     {
         // No rate at all: the toolkit connects, then refuses to open a stream.
         QAudioFormat impossible = configuration().format;
@@ -106,7 +112,6 @@ protected:
         backend.start(transfer.get());
     }
 
-private:
     const QIODevice::OpenModeFlag m_direction;
     std::unique_ptr<Transfer> m_previousTransfer;
     std::unique_ptr<Transfer> m_transfer;

@@ -1,7 +1,6 @@
 #include "media/audio/nodeworker.h"
 
 #include "lifecycle/pointercheck.h"
-#include "media/audio/streamconnection.h"
 #include "media/audio/watchdogticker.h"
 
 #include <QDebug>
@@ -129,10 +128,6 @@ bool NodeWorker::start()
 
 bool NodeWorker::openForStart()
 {
-    if (!keepStreamConnection([this] { touchServer(); }, kStreamConnectionBound)) {
-        qWarning("%s::start: the sound server does not answer", m_words.node);
-        return false;
-    }
     // Opening a device that has gone never returns, so it is asked for at the
     // last moment.
     const QAudioDevice device = currentDevice();
@@ -149,8 +144,15 @@ bool NodeWorker::openForStart()
     m_stream->begin();
     renewTransfer();
     m_rebuildInProgress = false;
-    startDevice();
-    return deviceState() != QAudio::StoppedState;
+    return startOrWarn() && deviceState() != QAudio::StoppedState;
+}
+
+bool NodeWorker::startOrWarn()
+{
+    if (startDevice())
+        return true;
+    qWarning("%s: the sound server does not answer; %s not started", m_words.node, m_words.noun);
+    return false;
 }
 
 void NodeWorker::startTicker()
@@ -206,7 +208,7 @@ void NodeWorker::rebuild()
     createDevice(true);
     if (m_wanted) {
         openTransfer();
-        startDevice();
+        (void)startOrWarn(); // the watchdog tries again
         m_rebuildInProgress = false;
     }
     emit deviceRebuilt(withWatchdog([](NodeWatchdog& dog) { return dog.state().rebuildCount; }));

@@ -92,14 +92,13 @@ protected:
     virtual void renewTransfer() = 0;
     virtual void openTransfer() = 0;
     virtual void closeTransfer() = 0;
-    virtual void startDevice() = 0;
+
+    /// False when the server does not answer, so that starting would hang.
+    [[nodiscard]] virtual bool startDevice() = 0;
     virtual void stopDevice() = 0;
 
     /// Destroys the device without stopping it.
     virtual void dropDevice() = 0;
-
-    /// Makes the toolkit connect to the server without opening a stream.
-    virtual void touchServer() const = 0;
 
     [[nodiscard]] virtual bool isPresent(const QByteArray& id) const = 0;
     [[nodiscard]] virtual QAudioDevice findDevice(const QString& key) const = 0;
@@ -126,6 +125,7 @@ private:
     [[nodiscard]] bool checkSampleRate(const NodeConfiguration& wanted) const;
     void remember(const NodeConfiguration& checked);
     [[nodiscard]] bool openForStart();
+    [[nodiscard]] bool startOrWarn();
     [[nodiscard]] QAudioDevice currentDevice() const;
     void enterDeviceAbsent();
     void startTicker();

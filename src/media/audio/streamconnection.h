@@ -1,23 +1,44 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <chrono>
 #include <functional>
 
 namespace media::audio {
 
-/// How long a device thread waits for the server's answer to the first touch.
-inline constexpr std::chrono::milliseconds kStreamConnectionBound{500};
-
-/// The toolkit's connection for sound streams belongs to the thread that first
-/// starts a stream, and is made anew after a crash of the server only as long as
-/// that thread runs its event loop. Device threads come and go, so the first
-/// touch is made on a thread of its own ("audio-streams") that stays until the
-/// application ends.
+/// Permission to start a sound stream, held while the toolkit's start call runs.
 ///
-/// `touch` has to make the toolkit connect; only the first caller's is used. Any
-/// thread; waits up to `bound`; false when the server has not answered so far,
-/// in which case starting a stream would wait for it without any bound.
-[[nodiscard]] bool keepStreamConnection(const std::function<void()>& touch,
-                                        std::chrono::milliseconds bound);
+/// The toolkit's connection for streams belongs to the thread that first starts
+/// one, and is made anew after a crash of the server only as long as that thread
+/// runs its event loop. Device threads come and go, so the first touch is made
+/// on a thread of its own, "audio-streams", that stays until the application
+/// ends.
+///
+/// The toolkit frees the old connection when it makes a new one, and aborts the
+/// process if another thread is then waiting inside a start call. So the thread
+/// stands still while permissions are out. A start that never returns costs the
+/// way back after a crash of the server, but not the process.
+///
+/// Made and destroyed on one device thread.
+class StreamStart {
+public:
+    /// How long a device thread waits for permission; shorter than the node
+    /// waits for the device thread.
+    static constexpr std::chrono::milliseconds kBound{500};
+
+    /// `touch` has to make the toolkit connect without opening a stream; it runs
+    /// on "audio-streams", once in the life of the process. Waits up to kBound.
+    explicit StreamStart(const std::function<void()>& touch);
+    ~StreamStart();
+    Q_DISABLE_COPY_MOVE(StreamStart)
+
+    /// False when the server has not answered so far: a start would wait for it
+    /// without any bound.
+    [[nodiscard]] bool isAllowed() const { return m_allowed; }
+
+private:
+    bool m_allowed;
+};
 
 } // namespace media::audio
