@@ -21,6 +21,8 @@ constexpr qint32 kRate = 44100;
 constexpr qint64 kHourFrames = qint64{3600} * kRate;
 constexpr int kChannels = 2;
 constexpr int kTakeBlockFrames = 1024;
+constexpr int kRounds = 25;
+constexpr int kGrowthRounds = 201; // each is short, and measured once
 
 /// Decaying tones: every column has a span of its own, with and without rms beyond it.
 QList<float> makeChannel(qint64 frames, int channel)
@@ -202,7 +204,7 @@ void reportPeakCache(bench::Report& report, const Track& hour)
                         benchmark::DoNotOptimize(cache.summarisedFrames());
                     },
                     {}},
-                   1.3);
+                   1.3, kRounds, bench::Clock::ThreadCpu);
 
     for (const qint64 seconds : {qint64{10}, qint64{3600}}) {
         Track take = makeTrack(seconds * kRate);
@@ -219,7 +221,8 @@ void reportPeakCache(bench::Report& report, const Track& hour)
         report.compare("peak cache: 1024 more frames of a take of " + std::to_string(seconds) +
                            " s",
                        {[&piece] { summarise(piece); }, grow},
-                       {[&take, &cache] { cache.update(&take); }, grow}, 3.0, 201);
+                       {[&take, &cache] { cache.update(&take); }, grow}, 3.0, kGrowthRounds,
+                       bench::Clock::ThreadCpu);
     }
 }
 
@@ -239,7 +242,7 @@ void reportRenders(bench::Report& report, const Track& hour)
                             cache.render(near);
                         },
                         {}},
-                       2.0);
+                       2.0, kRounds, bench::Clock::ThreadCpu);
 
         RenderReference peaks(hour, RenderReference::Source::Peaks, kHourFrames, size);
         WaveformCache farCache;
@@ -251,7 +254,7 @@ void reportRenders(bench::Report& report, const Track& hour)
                             farCache.render(far);
                         },
                         {}},
-                       2.0);
+                       2.0, kRounds, bench::Clock::ThreadCpu);
 
         constexpr int kShift = 10;
         qint64 begin = 0;
@@ -271,7 +274,7 @@ void reportRenders(bench::Report& report, const Track& hour)
                             cache.render(sceneOf(hour, {begin, begin + span}, size));
                         },
                         {}},
-                       2.0);
+                       2.0, kRounds, bench::Clock::ThreadCpu);
     }
 }
 
@@ -302,7 +305,7 @@ void reportRepaint(bench::Report& report, const Track& hour)
                             view.render(&screen);
                         },
                         {}},
-                       1.5);
+                       1.5, kRounds, bench::Clock::ThreadCpu);
     }
 }
 

@@ -1,36 +1,43 @@
 #include "ratio.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 namespace bench {
 
 namespace {
 
 constexpr int kMaxRepeats = 1 << 20;
+constexpr double kMinSampleMs = 4.0;
 
-double timeCallsNs(const Kernel& kernel, int repeats)
+double nowNs(Clock clock)
+{
+    timespec time{};
+    clock_gettime(clock == Clock::Wall ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+}
+
+double timeCallsNs(const Kernel& kernel, int repeats, Clock clock)
 {
     if (kernel.prepare)
         kernel.prepare();
-    const auto begin = std::chrono::steady_clock::now();
+    const double begin = nowNs(clock);
     for (int i = 0; i < repeats; ++i)
         kernel.run();
-    const auto end = std::chrono::steady_clock::now();
-    return std::chrono::duration<double, std::nano>(end - begin).count() / repeats;
+    return (nowNs(clock) - begin) / repeats;
 }
 
-int repeatsFor(const Kernel& kernel, double minSampleNs)
+int repeatsFor(const Kernel& kernel, double minSampleNs, Clock clock)
 {
-    timeCallsNs(kernel, 1); // caches, lazily made state
+    timeCallsNs(kernel, 1, clock); // caches, lazily made state
     if (kernel.prepare)
         return 1;
-    const double oneNs = std::max(timeCallsNs(kernel, 1), 1.0);
+    const double oneNs = std::max(timeCallsNs(kernel, 1, clock), 1.0);
     int repeats = std::clamp(static_cast<int>(minSampleNs / oneNs), 1, kMaxRepeats);
     // A first call is rarely typical of a very short kernel: measure again.
-    const double typicalNs = std::max(timeCallsNs(kernel, repeats), 1.0);
+    const double typicalNs = std::max(timeCallsNs(kernel, repeats, clock), 1.0);
     repeats = std::clamp(static_cast<int>(minSampleNs / typicalNs), 1, kMaxRepeats);
     return repeats;
 }
@@ -44,16 +51,17 @@ double median(std::vector<double> values)
 
 } // namespace
 
-Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds, double minSampleMs)
+Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds, double minSampleMs,
+                    Clock clock)
 {
-    const int referenceRepeats = repeatsFor(reference, minSampleMs * 1e6);
-    const int productRepeats = repeatsFor(product, minSampleMs * 1e6);
+    const int referenceRepeats = repeatsFor(reference, minSampleMs * 1e6, clock);
+    const int productRepeats = repeatsFor(product, minSampleMs * 1e6, clock);
     std::vector<double> figures;
     std::vector<double> references;
     std::vector<double> ratios;
     for (int round = 0; round < std::max(rounds, 1); ++round) {
-        references.push_back(timeCallsNs(reference, referenceRepeats));
-        figures.push_back(timeCallsNs(product, productRepeats));
+        references.push_back(timeCallsNs(reference, referenceRepeats, clock));
+        figures.push_back(timeCallsNs(product, productRepeats, clock));
         ratios.push_back(figures.back() / std::max(references.back(), 1e-3));
     }
     return {median(figures), median(references), median(ratios)};
@@ -99,11 +107,11 @@ bool Report::wants(const std::string& row) const
 }
 
 void Report::compare(const std::string& row, const Kernel& reference, const Kernel& product,
-                     double target, int rounds)
+                     double target, int rounds, Clock clock)
 {
     if (!wants(row))
         return;
-    const Times times = timeTurnAbout(reference, product, rounds);
+    const Times times = timeTurnAbout(reference, product, rounds, kMinSampleMs, clock);
     keep({row, "ns", times.figureNs, times.referenceNs, times.ratio, target});
 }
 

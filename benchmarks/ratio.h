@@ -15,6 +15,11 @@ struct Kernel {
     std::function<void()> prepare;
 };
 
+/// What a time is taken of: the wall's clock, or the calling thread's share of a
+/// core, which a busy machine lengthens less. Work of several threads needs the
+/// former.
+enum class Clock { Wall, ThreadCpu };
+
 struct Times {
     double figureNs = 0;    ///< median of one product call
     double referenceNs = 0; ///< median of one reference call
@@ -24,7 +29,7 @@ struct Times {
 /// Times product and reference alternately for `rounds` rounds.
 /// `minSampleMs`: calls without `prepare` are repeated until a sample lasts so long.
 Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds = 15,
-                    double minSampleMs = 4.0);
+                    double minSampleMs = 4.0, Clock clock = Clock::Wall);
 
 /// Collects the rows of one benchmark program, prints each as
 /// `row | figure | reference | ratio | target | met`, and on destruction
@@ -42,7 +47,7 @@ public:
 
     /// Times and adds a row; met when ratio ≤ `target`.
     void compare(const std::string& row, const Kernel& reference, const Kernel& product,
-                 double target, int rounds = 15);
+                 double target, int rounds = 15, Clock clock = Clock::Wall);
 
     /// Adds a row measured otherwise (bytes, milliseconds…): `unit` names both figures.
     void add(const std::string& row, double figure, double reference, double target,

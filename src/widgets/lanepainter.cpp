@@ -5,7 +5,6 @@
 #include <QImage>
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
@@ -64,43 +63,43 @@ void ColumnLevels::fillSilent()
         std::fill(level->begin(), level->end(), 0.0F);
 }
 
-LanePainter::LanePainter(int top, int height)
-    : m_top(top)
-    , m_bottom(top + height)
-    , m_half(height * 0.5)
-    , m_centre(top + m_half)
-{
-}
-
-void LanePainter::paint(QImage& image, ColumnRange columns, const ColumnLevels& levels)
+void LanePainter::paint(QImage& image, Lane lane, ColumnRange columns, const ColumnLevels& levels)
 {
     for (int column = columns.begin; column < columns.end; column += kTileColumns) {
         const int count = std::min(kTileColumns, columns.end - column);
-        layOut(levels, column - columns.begin, count);
-        paintTile(image, column, count);
+        layOut(lane, levels, column - columns.begin, count);
+        paintTile(image, lane, column, count);
+        blendEdges(image, column, count);
     }
 }
 
-void LanePainter::paintEmpty(QImage& image, ColumnRange columns) const
+void LanePainter::paintEmpty(QImage& image, Lane lane, ColumnRange columns)
 {
-    uchar* const bits = image.bits();
-    const int centreRow = static_cast<int>(m_centre);
-    for (int row = m_top; row < m_bottom; ++row) {
-        quint32* const pixels = pixelsOfRow(bits, image.bytesPerLine(), row);
+    const int centreRow = static_cast<int>(lane.centre());
+    for (int row = lane.top; row < lane.bottom(); ++row) {
+        quint32* const pixels = pixelsOfRow(image.bits(), image.bytesPerLine(), row);
         std::fill(pixels + columns.begin, pixels + columns.end,
                   row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground);
     }
 }
 
-LanePainter::Rows LanePainter::rowsOf(double from, double to) const
+void LanePainter::Spans::set(std::size_t column, const Rows& rows)
 {
-    const double low = std::max(std::min(from, to), static_cast<double>(m_top));
-    const double high = std::min(std::max(from, to), static_cast<double>(m_bottom));
+    first[column] = rows.first;
+    end[column] = rows.end;
+    edges[column] = rows;
+}
+
+LanePainter::Rows LanePainter::rowsOf(Lane lane, double from, double to)
+{
+    const double low = std::max(std::min(from, to), static_cast<double>(lane.top));
+    const double high = std::min(std::max(from, to), static_cast<double>(lane.bottom()));
     Rows rows;
     if (!(high > low))
         return rows;
-    rows.first = static_cast<int>(std::floor(low));
-    rows.end = static_cast<int>(std::ceil(high));
+    rows.first = static_cast<int>(low); // both are at or above row 0: truncation is floor
+    rows.end = static_cast<int>(high);
+    rows.end += rows.end < high ? 1 : 0;
     const int topAlpha = alphaOf(std::min(high, rows.first + 1.0) - low);
     if (topAlpha < kOpaque) {
         rows.topRow = rows.first++;
@@ -116,51 +115,49 @@ LanePainter::Rows LanePainter::rowsOf(double from, double to) const
     return rows;
 }
 
-void LanePainter::layOut(const ColumnLevels& levels, int offset, int count)
+void LanePainter::layOut(Lane lane, const ColumnLevels& levels, int offset, int count)
 {
     constexpr double kMinHeight = 1.0; // so that silence shows as a line
-    for (int i = 0; i < count; ++i) {
-        const auto level = static_cast<std::size_t>(offset + i);
-        double top = m_centre - static_cast<double>(levels.maximum[level]) * m_half;
-        double bottom = m_centre - static_cast<double>(levels.minimum[level]) * m_half;
+    const double centre = lane.centre();
+    const double half = lane.half();
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        const std::size_t level = static_cast<std::size_t>(offset) + i;
+        double top = centre - static_cast<double>(levels.maximum[level]) * half;
+        double bottom = centre - static_cast<double>(levels.minimum[level]) * half;
         if (bottom - top < kMinHeight) {
             const double middle = (top + bottom) * 0.5;
             top = middle - kMinHeight / 2;
             bottom = middle + kMinHeight / 2;
         }
-        m_peak.edges[i] = rowsOf(top, bottom);
-        m_peak.first[i] = m_peak.edges[i].first;
-        m_peak.end[i] = m_peak.edges[i].end;
-
-        const double reach = static_cast<double>(levels.rms[level]) * m_half;
-        m_rms.edges[i] = reach > 0.0 ? rowsOf(m_centre - reach, m_centre + reach) : Rows{};
-        m_rms.first[i] = m_rms.edges[i].first;
-        m_rms.end[i] = m_rms.edges[i].end;
+        m_peak.set(i, rowsOf(lane, top, bottom));
+        const double reach = static_cast<double>(levels.rms[level]) * half;
+        m_rms.set(i, reach > 0.0 ? rowsOf(lane, centre - reach, centre + reach) : Rows{});
     }
 }
 
-void LanePainter::paintTile(QImage& image, int column, int count) const
+void LanePainter::paintTile(QImage& image, Lane lane, int column, int count) const
 {
     uchar* const bits = image.bits();
     const qsizetype bytesPerLine = image.bytesPerLine();
-    const int centreRow = static_cast<int>(m_centre);
-    for (int row = m_top; row < m_bottom; ++row) {
+    const int centreRow = static_cast<int>(lane.centre());
+    for (int row = lane.top; row < lane.bottom(); ++row) {
         paintRow(pixelsOfRow(bits, bytesPerLine, row) + column, count, row,
                  row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground,
-                 m_peak.first, m_peak.end, m_rms.first, m_rms.end);
+                 m_peak.first.data(), m_peak.end.data(), m_rms.first.data(), m_rms.end.data());
     }
-    blendEdges(bits, bytesPerLine, column, count);
 }
 
-void LanePainter::blendEdges(uchar* pixels, qsizetype bytesPerLine, int column, int count) const
+void LanePainter::blendEdges(QImage& image, int column, int count) const
 {
+    uchar* const bits = image.bits();
+    const qsizetype bytesPerLine = image.bytesPerLine();
     for (int i = 0; i < count; ++i) {
         const auto blend = [&](int row, int alpha, quint32 colour) {
-            quint32& pixel = pixelsOfRow(pixels, bytesPerLine, row)[column + i];
+            quint32& pixel = pixelsOfRow(bits, bytesPerLine, row)[column + i];
             pixel = blended(pixel, colour, alpha);
         };
-        const Rows& peak = m_peak.edges[i];
-        const Rows& rms = m_rms.edges[i];
+        const Rows& peak = m_peak.edges[static_cast<std::size_t>(i)];
+        const Rows& rms = m_rms.edges[static_cast<std::size_t>(i)];
         // Where the rms span lies opaque over an edge of the peak span, that
         // edge is gone.
         const auto hidden = [&rms](int row) { return row >= rms.first && row < rms.end; };

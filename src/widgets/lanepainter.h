@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <array>
+#include <cstddef>
 #include <vector>
 
 class QImage;
@@ -31,20 +33,29 @@ struct ColumnLevels {
     void fillSilent();
 };
 
-/// Draws one channel's lane into 32-bit opaque pixels: background, centre line,
+/// The rows of one channel, in device pixels: from `top`, `height` ≥ 1 of them.
+struct Lane {
+    int top = 0;
+    int height = 1;
+
+    [[nodiscard]] int bottom() const { return top + height; }
+
+    [[nodiscard]] double half() const { return height * 0.5; }
+
+    [[nodiscard]] double centre() const { return top + half(); }
+};
+
+/// Draws a channel's lane into 32-bit opaque pixels: background, centre line,
 /// peak span, rms span over it. A column's span covers its first and last row in
 /// part; those are blended, what lies between is written row by row, because
-/// memory is laid out in rows.
+/// memory is laid out in rows. Keeps nothing but work space between calls.
 class LanePainter {
 public:
-    /// `top` and `height` in device pixels, height ≥ 1.
-    LanePainter(int top, int height);
-
     /// Draws every column with its span; level i belongs to column begin + i.
-    void paint(QImage& image, ColumnRange columns, const ColumnLevels& levels);
+    void paint(QImage& image, Lane lane, ColumnRange columns, const ColumnLevels& levels);
 
     /// Draws the centre line alone.
-    void paintEmpty(QImage& image, ColumnRange columns) const;
+    static void paintEmpty(QImage& image, Lane lane, ColumnRange columns);
 
 private:
     /// The rows of one span: [first, end) wholly covered, the others in part.
@@ -57,23 +68,23 @@ private:
         int bottomAlpha = 0;
     };
 
-    static constexpr int kTileColumns = 256; // a tile's row bounds stay in the nearest cache
+    // Few enough that the bounds of a tile stay in the nearest cache, and enough
+    // that whole stretches of a row are written.
+    static constexpr int kTileColumns = 1024;
 
     struct Spans {
-        int first[kTileColumns];
-        int end[kTileColumns];
-        Rows edges[kTileColumns];
+        std::array<int, kTileColumns> first{};
+        std::array<int, kTileColumns> end{};
+        std::array<Rows, kTileColumns> edges;
+
+        void set(std::size_t column, const Rows& rows);
     };
 
-    [[nodiscard]] Rows rowsOf(double from, double to) const;
-    void layOut(const ColumnLevels& levels, int offset, int count);
-    void paintTile(QImage& image, int column, int count) const;
-    void blendEdges(uchar* pixels, qsizetype bytesPerLine, int column, int count) const;
+    static Rows rowsOf(Lane lane, double from, double to);
+    void layOut(Lane lane, const ColumnLevels& levels, int offset, int count);
+    void paintTile(QImage& image, Lane lane, int column, int count) const;
+    void blendEdges(QImage& image, int column, int count) const;
 
-    int m_top;
-    int m_bottom;
-    double m_half;
-    double m_centre;
-    Spans m_peak{};
-    Spans m_rms{};
+    Spans m_peak;
+    Spans m_rms;
 };

@@ -13,6 +13,7 @@ namespace {
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr int kLanes = 8;   // floats of one vector
 constexpr int kVectors = 4; // enough at once to hide each operation's latency
+constexpr int kColumnsAtOnce = 2 * kLanes;
 constexpr qint64 kStride = qint64{kLanes} * kVectors;
 
 using Vector = float __attribute__((vector_size(kLanes * sizeof(float))));
@@ -116,58 +117,66 @@ VELA_ALWAYS_INLINE void transpose(Vector (&r)[kLanes])
     }
 }
 
-/// Eight columns at once, one lane each, so that every column's squares are
-/// added in order and yet eight additions run side by side.
-VELA_ALWAYS_INLINE void reduceEightColumns(const float* samples, const qint64* begins,
-                                           const qint64* counts, int column, Levels levels,
-                                           float* sums)
-{
-    qint64 common = counts[column];
-    for (int lane = 1; lane < kLanes; ++lane)
-        common = std::min(common, counts[column + lane]);
-    Vector low = Vector{} + kInfinity;
-    Vector high = Vector{} - kInfinity;
-    Vector sum{};
-    Vector rows[kLanes];
-    qint64 i = 0;
-    for (; i + kLanes <= common; i += kLanes) {
+/// Eight columns side by side, one lane each, so that every column's squares
+/// are added in order and yet eight additions run at once.
+struct ColumnGroup {
+    Vector sum;
+
+    /// The next eight samples of each column, `offset` after its begin.
+    VELA_ALWAYS_INLINE void add(const float* samples, const qint64* begins, qint64 offset)
+    {
+        Vector rows[kLanes];
         for (int lane = 0; lane < kLanes; ++lane)
-            load(rows[lane], samples + begins[column + lane] + i);
+            load(rows[lane], samples + begins[lane] + offset);
         transpose(rows);
-        for (int k = 0; k < kLanes; ++k) {
-            lower(low, rows[k]);
-            raise(high, rows[k]);
+        for (int k = 0; k < kLanes; ++k)
             sum += rows[k] * rows[k];
-        }
     }
-    for (int lane = 0; lane < kLanes; ++lane) {
-        float minimum = low[lane];
-        float maximum = high[lane];
-        float squares = sum[lane];
-        const float* stretch = samples + begins[column + lane];
-        for (qint64 rest = i; rest < counts[column + lane]; ++rest) {
-            lower(minimum, stretch[rest]);
-            raise(maximum, stretch[rest]);
-            squares += stretch[rest] * stretch[rest];
-        }
-        store(levels, column + lane, minimum, maximum);
-        sums[column + lane] = squares;
-    }
+};
+
+/// What `reduceColumns` is asked for.
+struct ColumnJob {
+    const float* samples;
+    const qint64* begins;
+    const qint64* counts;
+    Levels levels;
+    float* sums;
+};
+
+/// Adds the squares of a column from its sample `done` on to the sum so far.
+VELA_ALWAYS_INLINE float addSquares(const ColumnJob& job, int column, qint64 done, float sum)
+{
+    const float* const stretch = job.samples + job.begins[column];
+    for (qint64 i = done; i < job.counts[column]; ++i)
+        sum += stretch[i] * stretch[i];
+    return sum;
 }
 
-VELA_ALWAYS_INLINE void reduceColumn(const float* samples, qint64 begin, qint64 count, int column,
-                                     Levels levels, float* sums)
+/// Two groups in turn: one is transposed while the other's sums wait. Sixteen
+/// columns read side by side are no stream that the processor would foresee, so
+/// their first samples are looked at in order of memory, extremes and all.
+VELA_ALWAYS_INLINE void reduceSixteenColumns(const ColumnJob& job, int column)
 {
-    float minimum = kInfinity;
-    float maximum = -kInfinity;
-    float squares = 0;
-    for (qint64 i = begin; i < begin + count; ++i) {
-        lower(minimum, samples[i]);
-        raise(maximum, samples[i]);
-        squares += samples[i] * samples[i];
+    float minimum[kColumnsAtOnce];
+    float maximum[kColumnsAtOnce];
+    for (int i = 0; i < kColumnsAtOnce; ++i) {
+        const float* const stretch = job.samples + job.begins[column + i];
+        extremes(stretch, stretch, job.counts[column + i], minimum[i], maximum[i]);
     }
-    store(levels, column, minimum, maximum);
-    sums[column] = squares;
+    qint64 common = job.counts[column];
+    for (int i = 1; i < kColumnsAtOnce; ++i)
+        common = std::min(common, job.counts[column + i]);
+    ColumnGroup groups[2]{};
+    qint64 done = 0;
+    for (; done + kLanes <= common; done += kLanes) {
+        groups[0].add(job.samples, job.begins + column, done);
+        groups[1].add(job.samples, job.begins + column + kLanes, done);
+    }
+    for (int i = 0; i < kColumnsAtOnce; ++i) {
+        store(job.levels, column + i, minimum[i], maximum[i]);
+        const float sum = groups[i / kLanes].sum[i % kLanes];
+        job.sums[column + i] = addSquares(job, column + i, done, sum);
+    }
 }
 
 } // namespace
@@ -193,11 +202,18 @@ VELA_KERNEL_CLONES void reduceColumns(const float* samples, const qint64* begins
                                       const qint64* counts, int columns, Levels levels,
                                       float* sumsOfSquares)
 {
+    const ColumnJob job{samples, begins, counts, levels, sumsOfSquares};
     int column = 0;
-    for (; column + kLanes <= columns; column += kLanes)
-        reduceEightColumns(samples, begins, counts, column, levels, sumsOfSquares);
-    for (; column < columns; ++column)
-        reduceColumn(samples, begins[column], counts[column], column, levels, sumsOfSquares);
+    for (; column + kColumnsAtOnce <= columns; column += kColumnsAtOnce)
+        reduceSixteenColumns(job, column);
+    for (; column < columns; ++column) {
+        float minimum = 0;
+        float maximum = 0;
+        const float* const stretch = samples + begins[column];
+        extremes(stretch, stretch, counts[column], minimum, maximum);
+        store(levels, column, minimum, maximum);
+        sumsOfSquares[column] = addSquares(job, column, 0, 0.0F);
+    }
 }
 
 VELA_KERNEL_CLONES void reducePeaks(const float* minima, const float* maxima, const qint64* begins,

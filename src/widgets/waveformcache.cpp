@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 WaveformCache::State WaveformCache::stateFor(const WaveformScene& scene) const
 {
@@ -30,18 +31,27 @@ bool WaveformCache::render(WaveformScene scene)
     }
     m_peaks.update(scene.track);
     scene.peaks = &m_peaks;
-    m_pixmap = {}; // the image must be the only one to hold its pixels, or it copies them
-    if (scrolls && std::abs(shift) < m_image.width())
-        m_renderer.scroll(m_image, scene, static_cast<int>(shift));
+    QImage image = takeImage();
+    if (scrolls && std::abs(shift) < image.width())
+        m_renderer.scroll(image, scene, static_cast<int>(shift));
     else
-        m_renderer.render(m_image, scene);
+        m_renderer.render(image, scene);
     // Every pixel is opaque; saying so spares a search for those that are not,
     // and lets every later repaint copy instead of blend.
-    m_image.reinterpretAsFormat(QImage::Format_RGB32);
-    m_pixmap = QPixmap::fromImage(m_image);
+    image.reinterpretAsFormat(QImage::Format_RGB32);
+    m_pixmap = QPixmap::fromImage(std::move(image));
     m_key = keyOf(scene);
     m_range = scene.range;
     return true;
+}
+
+/// The pixmap's pixels, held by nobody else where the platform keeps pixmaps in
+/// memory: they are drawn over in place, without a copy or an allocation.
+QImage WaveformCache::takeImage()
+{
+    QImage image = m_pixmap.toImage();
+    m_pixmap = {};
+    return image;
 }
 
 void WaveformCache::forgetTrack()

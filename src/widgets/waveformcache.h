@@ -51,11 +51,11 @@ private:
     };
 
     static Key keyOf(const WaveformScene& scene);
+    QImage takeImage();
 
     WaveformRenderer m_renderer;
     PeakCache m_peaks;
-    QImage m_image;
-    QPixmap m_pixmap; ///< shares the image's pixels where the platform can
+    QPixmap m_pixmap;
     Key m_key;
     FrameRange m_range{-1, -1};
 };

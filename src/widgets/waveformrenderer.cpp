@@ -140,15 +140,15 @@ void WaveformRenderer::drawLanes(QImage& image, const WaveformScene& scene, Colu
     for (std::vector<qint64>* frames : {&m_begins, &m_ends, &m_counts})
         frames->resize(static_cast<std::size_t>(columns.count()));
     for (int channel = 0; channel < lanes.count; ++channel) {
-        LanePainter painter(lanes.top + channel * lanes.height, lanes.height);
+        const Lane lane{lanes.top + channel * lanes.height, lanes.height};
         const bool hasSamples =
             channel < scene.track->samples.size() && !scene.track->samples.at(channel).isEmpty();
         if (!hasSamples) {
-            painter.paintEmpty(image, columns);
+            LanePainter::paintEmpty(image, lane, columns);
             continue;
         }
         findLevels(scene, channel, columns);
-        painter.paint(image, columns, m_levels);
+        m_lanePainter.paint(image, lane, columns, m_levels);
     }
 }
 

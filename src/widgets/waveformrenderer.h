@@ -65,6 +65,7 @@ private:
     /// lie below the begin when the column is beyond the channel's end.
     void layOutStretches(qint64 length, FrameRange range, double perPixel, ColumnRange columns);
 
+    LanePainter m_lanePainter;
     ColumnLevels m_levels;
     std::vector<qint64> m_begins;
     std::vector<qint64> m_ends;
