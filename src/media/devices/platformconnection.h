@@ -1,12 +1,13 @@
 #pragma once
 
 #include <QObject>
-#include <QSemaphore>
 #include <QThread>
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 
 namespace media::devices {
 
@@ -60,7 +61,8 @@ private:
     QThread m_thread;
     QObject m_onThread;
     std::function<void()> m_ask;
-    QSemaphore m_answered;
+    std::mutex m_lock;
+    std::condition_variable m_answered;
     bool m_asked = false;
     std::atomic<bool> m_open = false;
 };
