@@ -60,8 +60,9 @@ function(vela_add_test name)
   endif()
   if("thread" IN_LIST VELA_SANITIZE)
     # The packaged toolkit is not instrumented: its own locks are invisible, and
-    # what it does to its own memory looks like a race.
-    list(APPEND ARG_ENVIRONMENT "TSAN_OPTIONS=ignore_noninstrumented_modules=1")
+    # what it does to its own memory looks like a race. And a test that has started
+    # a program (a sound server) goes on to start threads.
+    list(APPEND ARG_ENVIRONMENT "TSAN_OPTIONS=ignore_noninstrumented_modules=1:die_after_fork=0")
   endif()
   add_executable(${name} ${name}.cpp ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)

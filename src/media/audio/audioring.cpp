@@ -40,22 +40,28 @@ quint64 AudioRing::write(const float* source, quint64 count)
 {
     if (m_slots.empty() || !source)
         return 0;
+    const quint64 mask = m_mask;
     // relaxed: only this side stores the write index.
     const quint64 writeAt = m_writeIndex.load(std::memory_order_relaxed);
-    quint64 room = m_mask - ((writeAt - m_readIndexSeen) & m_mask);
-    if (room < count) {
+    quint64 room = mask - ((writeAt - m_readIndexSeen) & mask);
+    if (room < count) [[unlikely]] {
         // acquire: pairs with the release in read(); the slots given back there
         // have been copied out before they are overwritten here.
         m_readIndexSeen = m_readIndex.load(std::memory_order_acquire);
-        room = m_mask - ((writeAt - m_readIndexSeen) & m_mask);
+        room = mask - ((writeAt - m_readIndexSeen) & mask);
     }
     const quint64 taken = std::min(room, count);
-    const quint64 untilWrap = std::min(taken, m_mask + 1 - writeAt);
-    copySamples(m_slots.data() + writeAt, source, untilWrap);
-    copySamples(m_slots.data(), source + untilWrap, taken - untilWrap);
+    const quint64 next = (writeAt + taken) & mask;
+    float* const storage = m_slots.data();
+    if (next >= writeAt) [[likely]] {
+        copySamples(storage + writeAt, source, taken);
+    } else {
+        copySamples(storage + writeAt, source, taken - next);
+        copySamples(storage, source + (taken - next), next);
+    }
     // release: pairs with the acquire in read() and available(); the samples are
     // in their slots before the consumer is told of them.
-    m_writeIndex.store((writeAt + taken) & m_mask, std::memory_order_release);
+    m_writeIndex.store(next, std::memory_order_release);
     return taken;
 }
 
@@ -63,22 +69,28 @@ quint64 AudioRing::read(float* destination, quint64 count)
 {
     if (m_slots.empty() || !destination)
         return 0;
+    const quint64 mask = m_mask;
     // relaxed: only this side stores the read index.
     const quint64 readAt = m_readIndex.load(std::memory_order_relaxed);
-    quint64 waiting = (m_writeIndexSeen - readAt) & m_mask;
-    if (waiting < count) {
+    quint64 waiting = (m_writeIndexSeen - readAt) & mask;
+    if (waiting < count) [[unlikely]] {
         // acquire: pairs with the release in write(); the samples announced there
         // are visible here.
         m_writeIndexSeen = m_writeIndex.load(std::memory_order_acquire);
-        waiting = (m_writeIndexSeen - readAt) & m_mask;
+        waiting = (m_writeIndexSeen - readAt) & mask;
     }
     const quint64 given = std::min(waiting, count);
-    const quint64 untilWrap = std::min(given, m_mask + 1 - readAt);
-    copySamples(destination, m_slots.data() + readAt, untilWrap);
-    copySamples(destination + untilWrap, m_slots.data(), given - untilWrap);
+    const quint64 next = (readAt + given) & mask;
+    const float* const storage = m_slots.data();
+    if (next >= readAt) [[likely]] {
+        copySamples(destination, storage + readAt, given);
+    } else {
+        copySamples(destination, storage + readAt, given - next);
+        copySamples(destination + (given - next), storage, next);
+    }
     // release: pairs with the acquire in write() and freeSamples(); the samples
     // are copied out before the producer may reuse their slots.
-    m_readIndex.store((readAt + given) & m_mask, std::memory_order_release);
+    m_readIndex.store(next, std::memory_order_release);
     return given;
 }
 
