@@ -46,7 +46,7 @@ private slots:
     void instanceIsOneAndLivesOnTheApplicationsThread()
     {
         QCOMPARE(&ShutdownLifecycle::instance(), &ShutdownLifecycle::instance());
-        QCOMPARE(ShutdownLifecycle::instance().thread(), qApp->thread());
+        QCOMPARE(ShutdownLifecycle::instance().thread(), QCoreApplication::instance()->thread());
     }
 
     void aFreshTaskHasNoTimesAndHasNotStarted()
@@ -316,6 +316,21 @@ private slots:
         QVERIFY(lifecycle.waitForTasks(10s));
         QVERIFY(turned);
         QVERIFY(worker->wait(5000));
+    }
+
+    void waitForTasksStillRunsEventsWhileTheApplicationIsAboutToQuit()
+    {
+        ShutdownLifecycle lifecycle;
+        quint64 serial = 0;
+        serial = lifecycle.registerTask(task("a", [&] {
+            QTimer::singleShot(20, &lifecycle, [&] { lifecycle.finishTask("a", serial); });
+        }));
+        bool allDone = false;
+        connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &lifecycle,
+                [&] { allDone = lifecycle.waitForTasks(10s); });
+        QTimer::singleShot(0, &lifecycle, &QCoreApplication::quit);
+        QCOMPARE(QCoreApplication::exec(), 0);
+        QVERIFY(allDone);
     }
 
     void waitForTasksRunsTasksThatCameAfterTheRequest()
