@@ -1,0 +1,109 @@
+#include "app/activitystrip.h"
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTimer>
+
+namespace {
+
+constexpr int kBarHeight = 12;
+constexpr int kMargin = 4;
+
+} // namespace
+
+ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
+    : QFrame(parent)
+    , m_home(home)
+    , m_index(index)
+    , m_text(new QLabel(this))
+    , m_progress(new QProgressBar(this))
+    , m_button(new QPushButton(this))
+    , m_timer(new QTimer(this))
+{
+    setObjectName(QStringLiteral("activityStrip"));
+    m_text->setObjectName(QStringLiteral("labelActivity"));
+    m_text->setTextFormat(Qt::PlainText);
+    m_text->setWordWrap(true);
+    m_progress->setObjectName(QStringLiteral("progressBarActivity"));
+    m_progress->setTextVisible(false);
+    m_progress->setFixedHeight(kBarHeight);
+    m_button->setObjectName(QStringLiteral("pushButtonActivity"));
+
+    auto* layout = new QHBoxLayout(this);
+    layout->setContentsMargins(2 * kMargin, kMargin, 2 * kMargin, kMargin);
+    layout->addWidget(m_text, 1);
+    layout->addWidget(m_progress, 1);
+    layout->addWidget(m_button);
+
+    m_timer->setSingleShot(true);
+    m_timer->setInterval(kMessageMs);
+    connect(m_timer, &QTimer::timeout, this, &ActivityStrip::dismiss);
+    connect(m_button, &QPushButton::clicked, this, [this] {
+        if (m_working)
+            emit cancelRequested();
+        else
+            dismiss();
+    });
+    hide();
+}
+
+void ActivityStrip::showWork(const QString& what, bool canCancel)
+{
+    m_timer->stop();
+    m_working = true;
+    m_text->setText(what);
+    m_text->setToolTip({});
+    m_progress->setRange(0, 0);
+    m_progress->setAccessibleName(what);
+    m_progress->show();
+    m_button->setText(tr("Cancel"));
+    m_button->setToolTip(tr("Stop and leave everything as it was"));
+    m_button->setVisible(canCancel);
+    enterLayout();
+}
+
+void ActivityStrip::showProgress(int percent)
+{
+    m_progress->setRange(0, 100);
+    m_progress->setValue(percent);
+}
+
+void ActivityStrip::showMessage(const QString& message)
+{
+    m_working = false;
+    m_text->setText(message);
+    m_text->setToolTip(tr("Click to close this message"));
+    m_progress->hide();
+    m_button->setText(tr("Close"));
+    m_button->setToolTip(tr("Close this message"));
+    m_button->show();
+    enterLayout();
+    m_timer->start();
+}
+
+void ActivityStrip::dismiss()
+{
+    m_timer->stop();
+    m_working = false;
+    m_home->removeWidget(this);
+    hide();
+}
+
+void ActivityStrip::mousePressEvent(QMouseEvent* event)
+{
+    if (m_working) {
+        QFrame::mousePressEvent(event);
+        return;
+    }
+    dismiss();
+}
+
+void ActivityStrip::enterLayout()
+{
+    if (m_home->indexOf(this) < 0)
+        m_home->insertWidget(m_index, this);
+    show();
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QFrame>
+
+class QBoxLayout;
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QTimer;
+
+/// The slim strip under the toolbar that shows long work and its failure.
+///
+/// Idle → working (a progress bar with what is being done, and a cancel button
+/// where that is possible) → idle; idle → message (goes away by itself, by a
+/// click or by the keyboard) → idle. While idle it is not part of the layout.
+class ActivityStrip : public QFrame {
+    Q_OBJECT
+
+public:
+    /// How long a message stays.
+    static constexpr int kMessageMs = 10000;
+
+    /// Borrows `home`, where the strip stands at `index` while it is shown.
+    ActivityStrip(QBoxLayout* home, int index, QWidget* parent);
+
+    /// Any → working. The bar is busy until the first progress().
+    void showWork(const QString& what, bool canCancel);
+
+    /// Moves the bar; 0 to 100.
+    void showProgress(int percent);
+
+    /// Any → message.
+    void showMessage(const QString& message);
+
+    /// Any → idle.
+    void dismiss();
+
+signals:
+    void cancelRequested();
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+
+private:
+    void enterLayout();
+
+    QBoxLayout* m_home;
+    int m_index;
+    QLabel* m_text;
+    QProgressBar* m_progress;
+    QPushButton* m_button;
+    QTimer* m_timer;
+    bool m_working = false;
+};

@@ -1,0 +1,70 @@
+#include "app/filedialogs.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace file_dialogs {
+
+namespace {
+
+const QString kProjectExtension = QStringLiteral(".vela");
+
+QString text(const char* source)
+{
+    return QCoreApplication::translate("Vela", source);
+}
+
+QString projectFilter()
+{
+    return text(QT_TRANSLATE_NOOP("Vela", "VELA Projects (*")) + kProjectExtension +
+           QStringLiteral(")");
+}
+
+QString openFilter()
+{
+    return text(QT_TRANSLATE_NOOP(
+               "Vela", "All Audio Files (*.wav *.mp3 *.ogg *.flac *.aac *.m4a *.wma *.opus);;"
+                       "WAV (*.wav);;MP3 (*.mp3);;OGG Vorbis (*.ogg);;FLAC (*.flac);;"
+                       "AAC (*.aac *.m4a);;WMA (*.wma);;Opus (*.opus);;")) +
+           projectFilter() + text(QT_TRANSLATE_NOOP("Vela", ";;All Files (*.*)"));
+}
+
+} // namespace
+
+QString startPath(const QString& lastFile, const QString& suggestedName)
+{
+    const QFileInfo last(lastFile);
+    const QString folder = lastFile.isEmpty()
+                               ? QStandardPaths::writableLocation(QStandardPaths::DesktopLocation)
+                               : last.absolutePath();
+    const QString name = suggestedName.isEmpty() ? last.fileName() : suggestedName;
+    return QDir(folder).filePath(name);
+}
+
+QString askOpen(QWidget* parent, const QString& startPath)
+{
+    return QFileDialog::getOpenFileName(parent, text(QT_TRANSLATE_NOOP("Vela", "Open File")),
+                                        startPath, openFilter());
+}
+
+QString askSave(QWidget* parent, const QString& startPath)
+{
+    const QString path = QFileDialog::getSaveFileName(
+        parent, text(QT_TRANSLATE_NOOP("Vela", "Save Project")), startPath, projectFilter());
+    return path.isEmpty() ? path : withProjectExtension(path);
+}
+
+bool isProjectFile(const QString& path)
+{
+    return path.endsWith(kProjectExtension, Qt::CaseInsensitive);
+}
+
+QString withProjectExtension(const QString& path)
+{
+    return isProjectFile(path) ? path : path + kProjectExtension;
+}
+
+} // namespace file_dialogs

@@ -1,0 +1,98 @@
+#include "app/filework.h"
+
+#include "app/activitystrip.h"
+#include "project/audioimporter.h"
+#include "project/projectfilejob.h"
+
+#include <QFileInfo>
+#include <QWidget>
+
+/// Marks work as running and keeps the exclusive controls disabled meanwhile.
+class FileWork::Exclusive {
+public:
+    explicit Exclusive(FileWork* work)
+        : m_work(work)
+    {
+        m_work->m_running = true;
+        setControlsEnabled(false);
+    }
+
+    ~Exclusive()
+    {
+        setControlsEnabled(true);
+        m_work->m_running = false;
+        emit m_work->finished();
+    }
+
+    Q_DISABLE_COPY_MOVE(Exclusive)
+
+private:
+    void setControlsEnabled(bool enabled)
+    {
+        for (QWidget* control : std::as_const(m_work->m_exclusive))
+            control->setEnabled(enabled);
+    }
+
+    FileWork* m_work;
+};
+
+FileWork::FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* parent)
+    : QObject(parent)
+    , m_strip(strip)
+    , m_exclusive(std::move(exclusive))
+{
+    connect(m_strip, &ActivityStrip::cancelRequested, this, &FileWork::endRequested);
+}
+
+TrackHandle FileWork::importAudio(const QString& path)
+{
+    const Exclusive running(this);
+    AudioImporter importer;
+    QString failure;
+    connect(&importer, &AudioImporter::progressChanged, m_strip, &ActivityStrip::showProgress);
+    connect(&importer, &AudioImporter::errorOccurred, this,
+            [&failure](const QString& message) { failure = message; });
+    connect(this, &FileWork::endRequested, &importer, &AudioImporter::cancel);
+    m_strip->showWork(tr("Opening %1…").arg(QFileInfo(path).fileName()), true);
+    TrackHandle track = importer.importFile(path);
+    showOutcome(failure);
+    return track;
+}
+
+void FileWork::load(const QString& path, const ProjectHandle& project)
+{
+    const Exclusive running(this);
+    ProjectFileJob job;
+    QString failure;
+    connect(&job, &ProjectFileJob::errorOccurred, this,
+            [&failure](const QString& message) { failure = message; });
+    connect(this, &FileWork::endRequested, &job, &ProjectFileJob::cancel);
+    m_strip->showWork(tr("Loading %1…").arg(QFileInfo(path).fileName()), true);
+    job.load(path, project);
+    showOutcome(failure);
+}
+
+void FileWork::save(const QString& path, const ProjectHandle& project)
+{
+    const Exclusive running(this);
+    ProjectFileJob job;
+    QString failure;
+    connect(&job, &ProjectFileJob::errorOccurred, this,
+            [&failure](const QString& message) { failure = message; });
+    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), false);
+    job.save(path, project);
+    showOutcome(failure);
+}
+
+void FileWork::showOutcome(const QString& failure)
+{
+    if (failure.isEmpty())
+        m_strip->dismiss();
+    else
+        m_strip->showMessage(failure);
+}
+
+void FileWork::requestEnd()
+{
+    emit endRequested();
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "project/track.h"
+#include "project/velaproject.h"
+
+#include <QList>
+#include <QObject>
+
+class ActivityStrip;
+class QWidget;
+
+/// Runs one long file command at a time, shows it in the activity strip and
+/// keeps out what must not happen meanwhile. GUI thread; each operation waits
+/// in a local event loop and returns when the work is done.
+class FileWork : public QObject {
+    Q_OBJECT
+
+public:
+    /// `exclusive` are the controls to be disabled while work is running; both
+    /// arguments are borrowed and must outlive this object.
+    FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* parent);
+
+    /// True from the start of an operation to its end.
+    [[nodiscard]] bool isRunning() const { return m_running; }
+
+    /// The decoded file as a new track, or null after a failure (which the strip
+    /// then shows) or a cancel.
+    [[nodiscard]] TrackHandle importAudio(const QString& path);
+
+    /// Reads a project file into `project`, an empty one. A failure is shown.
+    void load(const QString& path, const ProjectHandle& project);
+
+    /// Writes the project; a failure is shown and leaves the old file whole.
+    void save(const QString& path, const ProjectHandle& project);
+
+    /// Ends running work as soon as that is safe: an import or a load is
+    /// dropped, a save is finished.
+    void requestEnd();
+
+signals:
+    /// An operation has ended and its caller is about to go on.
+    void finished();
+
+    /// Running work that can be dropped shall be dropped.
+    void endRequested();
+
+private:
+    class Exclusive;
+    void showOutcome(const QString& failure);
+
+    ActivityStrip* m_strip;
+    QList<QWidget*> m_exclusive;
+    bool m_running = false;
+};

@@ -1,0 +1,41 @@
+#include "app/startup.h"
+
+#include "app/vela.h"
+#include "media/devices/mediaplatform.h"
+#include "settings/identity.h"
+#include "settings/settings.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QSharedPointer>
+#include <QStyleFactory>
+
+#include <memory>
+#include <registerresources.h>
+
+int runVela(int& argc, char** argv)
+{
+    registerResources();
+    prepareMediaPlatform();
+    QCoreApplication::setOrganizationName(QString::fromUtf16(kOrganisationName));
+    QCoreApplication::setOrganizationDomain(QString::fromUtf16(kOrganisationDomain));
+    auto application = std::make_unique<QApplication>(argc, argv);
+    QCoreApplication::setApplicationName(QString::fromUtf16(kOrganisationName) +
+                                         QStringLiteral(" Vela"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/vector/logo.svg")));
+    if (QStyle* fusion = QStyleFactory::create(QStringLiteral("fusion")))
+        QApplication::setStyle(fusion);
+    QApplication::setQuitOnLastWindowClosed(true);
+
+    auto window = std::make_unique<Vela>();
+    // The window keeps a weak reference only, and nobody else keeps one: the
+    // store ends here, so every start begins from the defaults.
+    window->setSettings(QSharedPointer<Settings>::create(QString(), QString(), QString(),
+                                                         QStringLiteral("Vela.ini")));
+    window->setWindowTitle(QStringLiteral("Quorix Vela"));
+    window->show();
+    const int result = QApplication::exec();
+    window.reset();
+    application.reset();
+    return result;
+}

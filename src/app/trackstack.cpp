@@ -1,0 +1,64 @@
+#include "app/trackstack.h"
+
+#include "app/tracksplitter.h"
+#include "widgets/trackwidget.h"
+#include "widgets/waveformview.h"
+
+TrackStack::TrackStack(QWidget* parent)
+    : QScrollArea(parent)
+    , m_splitter(new TrackSplitter(this))
+{
+    setObjectName(QStringLiteral("scrollAreaTracks"));
+    setStyleSheet(QStringLiteral("QScrollArea { background: transparent; } "
+                                 "QScrollArea > .QWidget { background: transparent; }"));
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::NoFocus);
+    setWidgetResizable(true);
+    m_splitter->setObjectName(QStringLiteral("trackSplitter"));
+    setWidget(m_splitter);
+}
+
+void TrackStack::rebuild(const ProjectHandle& project)
+{
+    const bool sameProject = project == m_project;
+    const ProjectHandle formerProject = m_project;
+    const QList<TrackHandle> formerTracks = m_tracks;
+    QList<TrackWidget*> unused = m_strips;
+    m_project = project;
+    m_tracks = project ? project->tracks : QList<TrackHandle>();
+    m_strips.clear();
+    for (const TrackHandle& track : std::as_const(m_tracks)) {
+        const qsizetype former = sameProject ? formerTracks.indexOf(track) : -1;
+        TrackWidget* strip = former >= 0 ? unused[former] : nullptr;
+        if (strip)
+            unused[former] = nullptr;
+        else
+            strip = makeStrip(track, project.data());
+        m_splitter->insertWidget(static_cast<int>(m_strips.size()), strip);
+        m_strips.append(strip);
+    }
+    qDeleteAll(unused);
+    if (m_tracks.size() != formerTracks.size())
+        m_splitter->shareRoom();
+}
+
+TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* project)
+{
+    auto* strip = new TrackWidget;
+    strip->setTrack(track);
+    strip->waveform()->setViewState(project);
+    const auto edited = [this] {
+        refreshWaveforms();
+        emit positionEdited();
+    };
+    connect(strip, &TrackWidget::cursorMoved, this, edited);
+    connect(strip, &TrackWidget::selectionChanged, this, edited);
+    connect(strip, &TrackWidget::viewRangeChanged, this, &TrackStack::refreshWaveforms);
+    return strip;
+}
+
+void TrackStack::refreshWaveforms()
+{
+    for (TrackWidget* strip : std::as_const(m_strips))
+        strip->waveform()->update();
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "project/velaproject.h"
+
+#include <QList>
+#include <QScrollArea>
+
+class TrackSplitter;
+class TrackWidget;
+
+/// The scrolling stack of track strips, one for each track of the project and
+/// in its order. GUI thread.
+class TrackStack : public QScrollArea {
+    Q_OBJECT
+
+public:
+    explicit TrackStack(QWidget* parent = nullptr);
+
+    /// Makes the strips match the project's tracks. A strip whose track stays is
+    /// kept, with its peaks. The strips borrow the project until the next call.
+    void rebuild(const ProjectHandle& project);
+
+    [[nodiscard]] const QList<TrackWidget*>& strips() const { return m_strips; }
+
+    /// Asks every waveform view to repaint.
+    void refreshWaveforms();
+
+signals:
+    /// The user moved cursor or selection in some strip.
+    void positionEdited();
+
+private:
+    TrackWidget* makeStrip(const TrackHandle& track, VelaProject* project);
+
+    TrackSplitter* m_splitter;
+    QList<TrackWidget*> m_strips;
+    QList<TrackHandle> m_tracks; ///< what each strip shows; keeps it alive
+    ProjectHandle m_project;
+};

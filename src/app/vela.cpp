@@ -1,0 +1,338 @@
+#include "app/vela.h"
+
+#include "app/activitystrip.h"
+#include "app/filework.h"
+#include "app/iconbutton.h"
+#include "app/trackstack.h"
+#include "app/transportkeys.h"
+#include "engine/transport.h"
+#include "engine/velaengine.h"
+#include "lifecycle/pointercheck.h"
+#include "project/timetext.h"
+#include "shortcuts/shortcutcatalogue.h"
+#include "shortcuts/shortcuthelpwidget.h"
+#include "widgets/stereoseparationwidget.h"
+#include "widgets/trackwidget.h"
+#include "widgets/unifiedaudioscope.h"
+#include "widgets/waveformview.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QShortcut>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int kRefreshIntervalMs = 33;
+constexpr int kNewTrackChannels = 2;
+constexpr QSize kInitialSize(1100, 640);
+const QString kPlayIcon = QStringLiteral(":/icons/media/play.svg");
+const QString kPauseIcon = QStringLiteral(":/icons/media/pause.svg");
+/// When the take runs out of view, the new view shows this much of its end.
+constexpr double kFollowFraction = 0.1;
+/// Least span of such a view, in seconds.
+constexpr int kFollowSpanSeconds = 10;
+
+} // namespace
+
+Vela::Vela(QWidget* parent)
+    : QWidget(parent)
+    , m_project(VelaProject::create(VelaProject::kDefaultSampleRate))
+{
+    checkPointers(this, parent ? static_cast<const void*>(parent) : this);
+    m_ui.build(this);
+    resize(kInitialSize);
+    m_work = new FileWork(m_ui.activity, {m_ui.load, m_ui.save, m_ui.clear, m_ui.record}, this);
+    m_engine = QSharedPointer<VelaEngine>::create();
+    m_engine->setProject(m_project);
+    m_refreshTimer = new QTimer(this);
+    m_refreshTimer->setInterval(kRefreshIntervalMs);
+    connect(m_refreshTimer, &QTimer::timeout, this, &Vela::refreshTick);
+    fillShortcutRegistry(m_shortcuts);
+    connectButtons();
+    connectEngine();
+    makeShortcuts();
+    new TransportKeys(this);
+    updateTrackViews();
+    updatePositionDisplay();
+}
+
+Vela::~Vela()
+{
+    m_engine.reset();
+    m_ui.tracks->rebuild({});
+}
+
+void Vela::connectButtons()
+{
+    connect(m_ui.load, &IconButton::clicked, this, [this] { load({}); });
+    connect(m_ui.save, &IconButton::clicked, this, [this] { save({}); });
+    connect(m_ui.clear, &IconButton::clicked, this, &Vela::clear);
+    connect(m_ui.goStart, &IconButton::clicked, this, &Vela::goToStart);
+    connect(m_ui.goEnd, &IconButton::clicked, this, &Vela::goToEnd);
+    connect(m_ui.playStop, &IconButton::toggled, this, &Vela::togglePlayStop);
+    connect(m_ui.record, &IconButton::toggled, this, &Vela::toggleRecord);
+    connect(m_ui.stop, &IconButton::clicked, this, &Vela::stopPlaying);
+    connect(m_ui.help, &IconButton::clicked, this, &Vela::triggerKeyboardHelp);
+    connect(m_ui.tracks, &TrackStack::positionEdited, this, &Vela::updatePositionDisplay);
+}
+
+void Vela::connectEngine()
+{
+    const VelaEngine* engine = m_engine.data();
+    connect(engine, &VelaEngine::positionChanged, this, &Vela::refreshViews);
+    connect(engine, &VelaEngine::playbackStopped, this,
+            [this] { m_ui.playStop->setChecked(false); });
+    connect(engine, &VelaEngine::structureChanged, this, &Vela::updateTrackViews);
+    connect(engine, &VelaEngine::deviceLost, this, &Vela::onDeviceLost);
+    connect(engine, &VelaEngine::monitor, this, &Vela::showMonitor);
+    connect(engine, &VelaEngine::outputFormatChanged, this, [this](const QAudioFormat& format) {
+        m_ui.scope->setSampleRate(format.sampleRate());
+        m_ui.scope->setChannelCount(format.channelCount());
+    });
+}
+
+void Vela::makeShortcuts()
+{
+    const auto bind = [this](const QKeySequence& keys, auto command) {
+        auto* shortcut = new QShortcut(keys, this);
+        shortcut->setContext(Qt::WindowShortcut);
+        shortcut->setAutoRepeat(false);
+        connect(shortcut, &QShortcut::activated, this, command);
+    };
+    bind(Qt::Key_Space, [this] { m_ui.playStop->toggle(); });
+    bind(Qt::Key_Home, [this] { goToStart(); });
+    bind(Qt::Key_End, [this] { goToEnd(); });
+    bind(Qt::Key_F1, [this] { triggerKeyboardHelp(); });
+    bind(Qt::Key_F11, [this] { toggleFullscreen(!isFullScreen()); });
+    bind(Qt::CTRL | Qt::Key_S, [this] { save({}); });
+    bind(Qt::CTRL | Qt::Key_O, [this] { load({}); });
+    bind(Qt::CTRL | Qt::Key_N, [this] { clear(); });
+    bind(Qt::CTRL | Qt::Key_T, [this] { addTrack(); });
+    bind(Qt::CTRL | Qt::Key_0, [this] { zoomToFit(); });
+}
+
+void Vela::setSettings(const QSharedPointer<Settings>& settings)
+{
+    m_settings = settings.toWeakRef();
+}
+
+void Vela::setProject(const ProjectHandle& project)
+{
+    // The strips borrow the old project until they are rebuilt below.
+    const ProjectHandle former = m_project;
+    m_project = project;
+    if (m_engine) {
+        stopTransport();
+        m_engine->setProject(project);
+    }
+    updateTrackViews();
+    updatePositionDisplay();
+}
+
+void Vela::stopTransport()
+{
+    m_engine->stopPlayback();
+    m_engine->stopRecording();
+    m_ui.playStop->setChecked(false);
+    m_ui.record->setChecked(false);
+    applyTimerRule();
+}
+
+void Vela::togglePlayStop(bool play)
+{
+    if (!m_project)
+        return;
+    if (play) {
+        const bool loop = QApplication::keyboardModifiers().testFlag(Qt::ShiftModifier);
+        transport::prepareToPlay(*m_project, loop);
+    }
+    if (m_engine->isPlaying() != play) {
+        if (play)
+            m_engine->startPlayback();
+        else
+            m_engine->stopPlayback();
+    }
+    m_ui.playStop->setIcon(QIcon(m_engine->isPlaying() ? kPauseIcon : kPlayIcon));
+    applyTimerRule();
+    updatePositionDisplay();
+    if (play && !m_engine->isPlaying()) {
+        m_ui.playStop->setChecked(false);
+        m_ui.activity->showMessage(
+            tr("No audio output was found. Connect or switch one on, then press Play again."));
+    }
+}
+
+void Vela::stopPlaying()
+{
+    if (m_project) {
+        if (m_engine->isPlaying())
+            m_engine->stopPlayback();
+        m_ui.playStop->setIcon(QIcon(kPlayIcon));
+        applyTimerRule();
+        updatePositionDisplay();
+    }
+    m_ui.playStop->setChecked(false);
+}
+
+void Vela::toggleRecord(bool record)
+{
+    if (!m_project)
+        return;
+    if (record)
+        m_cursorBeforeRecording = m_project->cursor.position;
+    if (m_engine->isRecording() != record) {
+        if (record) {
+            m_engine->startRecording();
+        } else {
+            m_engine->stopRecording();
+            m_project->cursor.position = m_cursorBeforeRecording;
+            refreshViews();
+        }
+    }
+    applyTimerRule();
+    if (record && !m_engine->isRecording()) {
+        m_ui.record->setChecked(false);
+        m_ui.activity->showMessage(
+            tr("No audio input was found. Connect a microphone, then press Record again."));
+    }
+}
+
+void Vela::applyTimerRule()
+{
+    const bool busy = m_engine->isPlaying() || m_engine->isRecording();
+    if (busy) {
+        if (!m_refreshTimer->isActive())
+            m_refreshTimer->start();
+    } else if (m_refreshTimer->isActive()) {
+        m_refreshTimer->stop();
+        refreshViews();
+    }
+}
+
+void Vela::refreshTick()
+{
+    followRecording();
+    refreshViews();
+}
+
+void Vela::followRecording()
+{
+    const TrackHandle take = m_engine->recordTrack();
+    if (!m_engine->isRecording() || !take || m_ui.tracks->strips().isEmpty())
+        return;
+    const qint64 end = take->length();
+    m_project->cursor.position = end;
+    if (end >= m_project->viewStart && end <= m_project->viewEnd)
+        return;
+    qint64 span = m_project->viewEnd - m_project->viewStart;
+    if (span < m_project->sampleRate)
+        span = qint64{kFollowSpanSeconds} * m_project->sampleRate;
+    const auto shown = static_cast<qint64>(kFollowFraction * static_cast<double>(span));
+    const qint64 start = std::max<qint64>(end - shown, 0);
+    m_ui.tracks->strips().constFirst()->waveform()->setViewRange(start, start + span);
+}
+
+void Vela::refreshViews()
+{
+    updatePositionDisplay();
+    m_ui.tracks->refreshWaveforms();
+}
+
+void Vela::updatePositionDisplay()
+{
+    if (!m_project)
+        return;
+    const Marker& shown = m_project->playing ? m_project->play : m_project->cursor;
+    m_ui.position->setText(timeText(shown.position, m_project->sampleRate));
+}
+
+void Vela::onDeviceLost(const QString& what)
+{
+    const bool input = what == QLatin1String("input");
+    (input ? m_ui.record : m_ui.playStop)->setChecked(false);
+    applyTimerRule();
+}
+
+void Vela::showMonitor(const QList<float>& left, const QList<float>& right)
+{
+    m_ui.scope->push(0, left.constData(), static_cast<int>(left.size()));
+    m_ui.scope->push(1, right.constData(), static_cast<int>(right.size()));
+    m_ui.stereo->pushFrames(left, right);
+}
+
+void Vela::goToStart()
+{
+    if (!m_project)
+        return;
+    m_project->cursor.position = 0;
+    refreshViews();
+}
+
+void Vela::goToEnd()
+{
+    if (!m_project)
+        return;
+    m_project->cursor.position = m_project->length();
+    refreshViews();
+}
+
+void Vela::addTrack()
+{
+    if (!m_project || m_work->isRunning())
+        return;
+    m_project->addTrack({}, kNewTrackChannels);
+    updateTrackViews();
+}
+
+void Vela::removeTrack(int index)
+{
+    if (!m_project || m_work->isRunning())
+        return;
+    m_project->removeTrack(index);
+    updateTrackViews();
+}
+
+void Vela::zoomToFit()
+{
+    if (!m_project || m_ui.tracks->strips().isEmpty())
+        return;
+    const qint64 end = std::max<qint64>(1, m_project->length());
+    m_ui.tracks->strips().constFirst()->waveform()->setViewRange(0, end);
+}
+
+void Vela::updateTrackViews()
+{
+    m_ui.tracks->rebuild(m_project);
+    if (m_project && m_project->viewEnd > m_project->viewStart)
+        m_ui.tracks->refreshWaveforms();
+    else
+        zoomToFit();
+}
+
+void Vela::triggerKeyboardHelp()
+{
+    if (!m_help)
+        m_help = std::make_unique<ShortcutHelpWidget>(m_shortcuts);
+    m_help->setWindowTitle(tr("Keyboard Shortcuts"));
+    m_help->showHelp();
+}
+
+void Vela::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Space && event->modifiers().testFlag(Qt::ShiftModifier)) {
+        if (!event->isAutoRepeat())
+            m_ui.playStop->toggle();
+        event->accept();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void Vela::focusInEvent(QFocusEvent* event)
+{
+    QWidget::focusInEvent(event);
+}

@@ -1,0 +1,139 @@
+// The file commands of the main window.
+
+#include "app/filedialogs.h"
+#include "app/filework.h"
+#include "app/trackstack.h"
+#include "app/vela.h"
+#include "engine/velaengine.h"
+#include "lifecycle/shutdownlifecycle.h"
+#include "settings/settings.h"
+#include "shortcuts/shortcuthelpwidget.h"
+
+#include <QCloseEvent>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace {
+
+const QString kLastFileKey = QStringLiteral("vela/lastFileDir");
+const QString kFullScreenKey = QStringLiteral("vela/fullScreen");
+
+} // namespace
+
+bool Vela::confirmDiscard()
+{
+    if (!m_project || !m_project->tainted)
+        return true;
+    QMessageBox box(this);
+    box.setWindowTitle(tr("Unsaved Changes"));
+    box.setText(tr("The project has unsaved changes. Discard them?"));
+    const QPushButton* discard = box.addButton(tr("&Discard"), QMessageBox::DestructiveRole);
+    QPushButton* cancel = box.addButton(tr("&Cancel"), QMessageBox::RejectRole);
+    box.setDefaultButton(cancel);
+    box.setEscapeButton(cancel);
+    box.exec();
+    return box.clickedButton() == discard;
+}
+
+bool Vela::clear()
+{
+    if (m_work->isRunning() || !confirmDiscard())
+        return false;
+    setProject(VelaProject::create(VelaProject::kDefaultSampleRate));
+    return true;
+}
+
+void Vela::load(const QString& suggestedName)
+{
+    if (m_work->isRunning())
+        return;
+    const QString path = file_dialogs::askOpen(this, dialogStart(suggestedName));
+    if (path.isEmpty())
+        return;
+    rememberFile(path);
+    if (file_dialogs::isProjectFile(path))
+        openProject(path);
+    else
+        importAudio(path);
+}
+
+void Vela::openProject(const QString& path)
+{
+    if (!clear())
+        return;
+    m_work->load(path, m_project);
+    setProject(m_project);
+}
+
+void Vela::importAudio(const QString& path)
+{
+    const TrackHandle track = m_work->importAudio(path);
+    if (!track)
+        return;
+    if (!m_project)
+        setProject(VelaProject::create(track->sampleRate));
+    m_project->sampleRate = track->sampleRate;
+    m_project->insertTrack(track);
+    updateTrackViews();
+    zoomToFit();
+    updatePositionDisplay();
+}
+
+void Vela::save(const QString& suggestedName)
+{
+    if (m_work->isRunning())
+        return;
+    const QString path = file_dialogs::askSave(this, dialogStart(suggestedName));
+    if (path.isEmpty())
+        return;
+    m_work->save(path, m_project);
+    rememberFile(path);
+}
+
+QString Vela::dialogStart(const QString& suggestedName) const
+{
+    QString lastFile;
+    if (const QSharedPointer<Settings> settings = m_settings.toStrongRef())
+        lastFile = settings->value(settings->keyPrefix() + kLastFileKey).toString();
+    return file_dialogs::startPath(lastFile, suggestedName);
+}
+
+void Vela::rememberFile(const QString& path)
+{
+    if (const QSharedPointer<Settings> settings = m_settings.toStrongRef())
+        settings->setCustomValue(settings->keyPrefix() + kLastFileKey, path);
+}
+
+void Vela::toggleFullscreen(bool checked)
+{
+    if (checked)
+        showFullScreen();
+    else
+        showNormal();
+    if (const QSharedPointer<Settings> settings = m_settings.toStrongRef())
+        settings->setCustomValue(settings->keyPrefix() + kFullScreenKey, checked);
+}
+
+/// The window stays until running work has ended and the user has agreed to
+/// lose what is not saved; then every part of the program gets a bounded time to
+/// finish what it has announced.
+void Vela::closeEvent(QCloseEvent* event)
+{
+    if (m_work->isRunning()) {
+        connect(m_work, &FileWork::finished, this, &Vela::close,
+                static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection));
+        m_work->requestEnd();
+        event->ignore();
+        return;
+    }
+    disconnect(m_work, &FileWork::finished, this, &Vela::close);
+    if (!confirmDiscard()) {
+        event->ignore();
+        return;
+    }
+    stopTransport();
+    static_cast<void>(ShutdownLifecycle::instance().waitForTasks());
+    if (m_help)
+        m_help->close();
+    event->accept();
+}

@@ -1,0 +1,306 @@
+#include "engine/velaengine.h"
+
+#include "engine/audiocontext.h"
+#include "engine/capture.h"
+#include "engine/deviceselection.h"
+#include "engine/transport.h"
+#include "media/audio/audiosystem.h"
+
+#include <QDebug>
+#include <QLoggingCategory>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+
+Q_LOGGING_CATEGORY(deviceCategory, "vela.engine.devices", QtWarningMsg)
+Q_LOGGING_CATEGORY(diagnosticsCategory, "vela.engine.diagnostics", QtWarningMsg)
+
+constexpr int kPumpIntervalMs = 5;
+constexpr int kDiagnosticsIntervalMs = 1000;
+constexpr quint64 kOutputRingFrames = 8192;
+constexpr quint64 kInputRingFrames = 32768;
+constexpr auto kBlockSamples = static_cast<quint64>(mixer::kBlockSamples);
+
+QTimer* makePump(VelaEngine* engine)
+{
+    auto* timer = new QTimer(engine);
+    timer->setTimerType(Qt::PreciseTimer);
+    timer->setInterval(kPumpIntervalMs);
+    return timer;
+}
+
+} // namespace
+
+VelaEngine::VelaEngine(QObject* parent)
+    : QObject(parent)
+    , m_playTimer(makePump(this))
+    , m_recordTimer(makePump(this))
+    , m_mixBuffer(mixer::kBlockSamples, 0.0)
+    , m_deviceLogging(deviceCategory().isDebugEnabled())
+    , m_diagnostics(diagnosticsCategory().isDebugEnabled())
+    , m_diagnosticsTimer(new QTimer(this))
+{
+    qRegisterMetaType<QList<float>>();
+    m_clock.start();
+    m_diagnosticsTimer->setInterval(kDiagnosticsIntervalMs);
+    connect(m_playTimer, &QTimer::timeout, this, &VelaEngine::pumpPlayback);
+    connect(m_recordTimer, &QTimer::timeout, this, &VelaEngine::pumpRecording);
+    connect(m_diagnosticsTimer, &QTimer::timeout, this, &VelaEngine::reportDiagnostics);
+}
+
+VelaEngine::~VelaEngine()
+{
+    stopPlayback();
+    stopRecording();
+    m_recordTrack.reset();
+    m_recordBuffer.clear();
+    m_monitorRight.clear();
+    m_monitorLeft.clear();
+    m_mixBuffer.clear();
+    m_inputNode.reset();
+    m_outputNode.reset();
+    m_project.reset();
+}
+
+void VelaEngine::setProject(const ProjectHandle& project)
+{
+    m_project = project;
+    m_figures.reset();
+    m_playoutWait.reset();
+}
+
+bool VelaEngine::ensureAudio()
+{
+    const qint32 rate = m_project ? m_project->sampleRate : VelaProject::kDefaultSampleRate;
+    if (m_audioReady && rate == m_audioRate)
+        return !m_outputNode.isNull();
+    media::audio::AudioSystem::instance().initialize();
+    selectOutput(rate);
+    selectInput(rate);
+    m_audioRate = rate;
+    m_audioReady = !m_outputNode.isNull();
+    return m_audioReady;
+}
+
+void VelaEngine::selectOutput(qint32 rateHz)
+{
+    QAudioFormat format;
+    format.setSampleFormat(QAudioFormat::Float);
+    format.setChannelCount(static_cast<int>(mixer::kOutputChannels));
+    format.setChannelConfig(QAudioFormat::ChannelConfigStereo);
+    format.setSampleRate(rateHz);
+    const QAudioDevice device = device_selection::outputFor(format);
+    if (device.isNull()) {
+        qWarning() << "VelaEngine: no audio output device supports" << format;
+        return;
+    }
+    if (!m_outputNode) {
+        m_outputNode = QSharedPointer<media::audio::AudioOutputNode>::create();
+        listenTo(m_outputNode.data(), &VelaEngine::onOutputLost,
+                 "VelaEngine: output device rebuilt");
+    }
+    m_outputNode->configure(device, format, kOutputRingFrames);
+    m_outputFormat = format;
+    emit outputFormatChanged(format);
+}
+
+void VelaEngine::selectInput(qint32 rateHz)
+{
+    QAudioFormat format;
+    format.setSampleFormat(QAudioFormat::Float);
+    format.setChannelCount(1);
+    format.setSampleRate(rateHz);
+    const QAudioDevice device = device_selection::inputFor(format);
+    if (device.isNull()) {
+        if (m_deviceLogging)
+            qDebug() << "VelaEngine: no audio input device available for recording";
+        return;
+    }
+    if (!m_inputNode) {
+        m_inputNode = QSharedPointer<media::audio::AudioInputNode>::create();
+        listenTo(m_inputNode.data(), &VelaEngine::onInputLost, "VelaEngine: input device rebuilt");
+    }
+    m_inputNode->configure(device, format, kInputRingFrames);
+    m_inputFormat = format;
+}
+
+void VelaEngine::listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
+                          const char* rebuiltText)
+{
+    connect(node, &media::audio::AudioNode::watchdogGaveUp, this, onLost);
+    connect(node, &media::audio::AudioNode::deviceRebuilt, this, [this, rebuiltText](int count) {
+        if (m_deviceLogging)
+            qDebug() << rebuiltText << count;
+    });
+}
+
+void VelaEngine::startPlayback()
+{
+    if (m_playing || !m_project || !ensureAudio())
+        return;
+    m_project->playing = true;
+    m_project->play = m_project->cursor;
+    m_playing = true;
+    m_mixedSinceStart = false;
+    m_playoutWait.reset();
+    m_outputNode->start();
+    m_playTimer->start();
+    updateDiagnosticsTimer();
+}
+
+void VelaEngine::stopPlayback()
+{
+    m_playTimer->stop();
+    if (m_outputNode)
+        m_outputNode->stop();
+    m_playing = false;
+    if (m_project)
+        m_project->playing = false;
+    updateDiagnosticsTimer();
+}
+
+void VelaEngine::pumpPlayback()
+{
+    if (!m_project || !m_outputNode || !m_project->playing)
+        return;
+    if (m_diagnostics)
+        m_figures.noteTick();
+    while (!transport::isAtEnd(*m_project)) {
+        if (m_outputNode->freeSamples() < kBlockSamples)
+            return;
+        renderBlock();
+    }
+    finishPlayback();
+}
+
+void VelaEngine::renderBlock()
+{
+    m_monitorLeft.resize(mixer::kBlockFrames);
+    m_monitorRight.resize(mixer::kBlockFrames);
+    mixer::mixBlock(*m_project, m_project->play.position, m_mixBuffer.data(), m_monitorLeft.data(),
+                    m_monitorRight.data());
+    m_outputNode->process(
+        AudioContext(mixer::kBlockFrames, mixer::kOutputChannels, m_mixBuffer.constData()));
+    transport::advance(*m_project, mixer::kBlockFrames);
+    m_mixedSinceStart = true;
+    m_playoutWait.reset();
+    m_figures.countBlock();
+    emit monitor(m_monitorLeft, m_monitorRight);
+}
+
+/// What was mixed last is still on its way to the loudspeaker; stopping the
+/// output now would cut it off.
+void VelaEngine::finishPlayback()
+{
+    const bool playedOut = !m_mixedSinceStart || m_outputNode->hasPlayedOut();
+    if (!m_playoutWait.isOver(playedOut, m_outputNode->samplesDelivered(), m_clock.elapsed()))
+        return;
+    stopPlayback();
+    emit playbackStopped();
+    emit positionChanged();
+}
+
+void VelaEngine::startRecording()
+{
+    if (m_recording)
+        return;
+    if (!m_project || !ensureAudio() || !m_inputNode) {
+        qWarning() << "VelaEngine: cannot record — no input device";
+        return;
+    }
+    m_recordTrack = m_project->addTrack(QStringLiteral("Recording"), 1);
+    emit structureChanged();
+    m_project->recording = true;
+    m_recording = true;
+    m_inputNode->start();
+    m_recordTimer->start();
+    updateDiagnosticsTimer();
+}
+
+void VelaEngine::stopRecording()
+{
+    m_recordTimer->stop();
+    if (m_inputNode)
+        m_inputNode->stop();
+    m_recording = false;
+    m_recordTrack.reset();
+    if (m_project)
+        m_project->recording = false;
+    updateDiagnosticsTimer();
+}
+
+void VelaEngine::pumpRecording()
+{
+    if (!m_project || !m_inputNode || !m_recordTrack || !m_project->recording)
+        return;
+    if (m_diagnostics)
+        m_figures.noteTick();
+    const quint64 available = m_inputNode->availableSamples();
+    if (available == 0)
+        return;
+    const auto wanted = static_cast<qsizetype>(available);
+    if (m_recordBuffer.size() < wanted)
+        m_recordBuffer.resize(wanted);
+    const auto got = static_cast<qsizetype>(m_inputNode->read(m_recordBuffer.data(), available));
+    const qsizetype channels = std::max(m_inputFormat.channelCount(), 1);
+    const qsizetype frames = got / channels;
+    if (frames < 1)
+        return;
+    capture::append(*m_recordTrack, m_recordBuffer.constData(), frames);
+    m_project->taint(QStringLiteral("record"));
+    capture::firstChannel(m_recordBuffer.constData(), frames, channels, m_monitorLeft);
+    emit monitor(m_monitorLeft, m_monitorLeft);
+}
+
+void VelaEngine::onOutputLost()
+{
+    qWarning() << "VelaEngine: output device lost";
+    stopPlayback();
+    emit deviceLost(QStringLiteral("output"));
+    emit positionChanged();
+}
+
+void VelaEngine::onInputLost()
+{
+    qWarning() << "VelaEngine: input device lost";
+    stopRecording();
+    emit deviceLost(QStringLiteral("input"));
+    emit positionChanged();
+}
+
+void VelaEngine::updateDiagnosticsTimer()
+{
+    if (!m_diagnostics)
+        return;
+    const bool busy = m_playing || m_recording;
+    if (!busy && m_diagnosticsTimer->isActive()) {
+        reportDiagnostics();
+        m_diagnosticsTimer->stop();
+    } else if (busy && !m_diagnosticsTimer->isActive()) {
+        m_figures.reset();
+        if (m_outputNode)
+            m_outputNode->resetCounters();
+        if (m_inputNode)
+            m_inputNode->resetCounters();
+        m_diagnosticsTimer->start();
+    }
+}
+
+void VelaEngine::reportDiagnostics()
+{
+    DiagnosticFigures figures;
+    figures.playing = m_playing;
+    figures.recording = m_recording;
+    if (m_outputNode) {
+        figures.underruns = m_outputNode->underrunCount();
+        figures.outputDropped = m_outputNode->droppedSamples();
+        figures.headroomSamples = m_outputNode->freeSamples();
+    }
+    if (m_inputNode) {
+        figures.inputDropped = m_inputNode->droppedSamples();
+        figures.backlogSamples = m_inputNode->availableSamples();
+    }
+    m_figures.report(figures);
+}

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "engine/enginediagnostics.h"
+#include "engine/mixer.h"
+#include "engine/playoutwait.h"
+#include "media/audio/audioinputnode.h"
+#include "media/audio/audiooutputnode.h"
+#include "project/velaproject.h"
+
+#include <QAudioFormat>
+#include <QElapsedTimer>
+#include <QList>
+#include <QObject>
+#include <QSharedPointer>
+
+class QTimer;
+
+/// Turns the project's tracks into sound and captured sound into a track.
+///
+/// Lives on the GUI thread and has no audio thread of its own: two 5 ms timers
+/// mix blocks into the output node's ring and drain the input node's ring. The
+/// nodes own the device threads; samples cross only through their rings, and
+/// their signals arrive queued. The transport state lives in the project, which
+/// may be null: then every operation does nothing.
+///
+/// Waits on a device thread (start, stop, device selection) are bounded by the
+/// nodes; a pump tick never waits and, once warm, allocates nothing.
+class VelaEngine : public QObject {
+    Q_OBJECT
+
+public:
+    explicit VelaEngine(QObject* parent = nullptr);
+    ~VelaEngine() override;
+    Q_DISABLE_COPY_MOVE(VelaEngine)
+
+    /// Shares `project`. The caller stops playback and recording first; figures
+    /// of the old project are forgotten.
+    void setProject(const ProjectHandle& project);
+
+    /// Selects devices and formats for the project's rate and configures the
+    /// nodes; does nothing if that has been done for this rate. True when there
+    /// is an output node.
+    bool ensureAudio();
+
+    /// Stopped → playing from the cursor, if there are a project and an output.
+    void startPlayback();
+
+    /// Playing → stopped at once. Emits nothing.
+    void stopPlayback();
+
+    /// Stopped → recording into a new mono track "Recording"; warns and stays
+    /// stopped without an input.
+    void startRecording();
+
+    /// Recording → stopped. The track stays with what was captured.
+    void stopRecording();
+
+    [[nodiscard]] bool isPlaying() const { return m_playing; }
+
+    [[nodiscard]] bool isRecording() const { return m_recording; }
+
+    /// The track being recorded into; null when not recording.
+    [[nodiscard]] TrackHandle recordTrack() const { return m_recordTrack; }
+
+    /// The format last given to the output node; invalid before the first.
+    [[nodiscard]] QAudioFormat outputFormat() const { return m_outputFormat; }
+
+signals:
+    /// Playback ran off its end, or a device was lost.
+    void positionChanged();
+    /// Playback ran off its end; not emitted by stopPlayback().
+    void playbackStopped();
+    /// A track to record into has been added.
+    void structureChanged();
+    /// A device does not come back: "output" or "input".
+    void deviceLost(const QString& what);
+    /// What was just played (after clipping) or captured, equally long lists.
+    void monitor(const QList<float>& left, const QList<float>& right);
+    /// The output node was given this format.
+    void outputFormatChanged(const QAudioFormat& format);
+
+private:
+    void selectOutput(qint32 rateHz);
+    void selectInput(qint32 rateHz);
+    void listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
+                  const char* rebuiltText);
+    void pumpPlayback();
+    void pumpRecording();
+    void renderBlock();
+    void finishPlayback();
+    void onOutputLost();
+    void onInputLost();
+    void updateDiagnosticsTimer();
+    void reportDiagnostics();
+
+    ProjectHandle m_project;
+    QSharedPointer<media::audio::AudioOutputNode> m_outputNode;
+    QSharedPointer<media::audio::AudioInputNode> m_inputNode;
+    QTimer* m_playTimer;
+    QTimer* m_recordTimer;
+    QAudioFormat m_outputFormat;
+    QAudioFormat m_inputFormat;
+    bool m_audioReady = false;
+    qint32 m_audioRate = 0; ///< Hz the devices were selected for
+    bool m_playing = false;
+    bool m_recording = false;
+    QList<double> m_mixBuffer; ///< planar stereo block
+    QList<float> m_monitorLeft;
+    QList<float> m_monitorRight;
+    QList<float> m_recordBuffer; ///< grows, never shrinks
+    TrackHandle m_recordTrack;
+    bool m_mixedSinceStart = false;
+    PlayoutWait m_playoutWait;
+    QElapsedTimer m_clock;
+
+    // Developers' switches, from the logging categories "vela.engine.devices"
+    // and "vela.engine.diagnostics" at construction; off unless a rule of the
+    // toolkit's logging enables their debug level.
+    bool m_deviceLogging;
+    bool m_diagnostics;
+    QTimer* m_diagnosticsTimer;
+    EngineDiagnostics m_figures;
+};

@@ -1,0 +1,130 @@
+#include "app/activitystrip.h"
+#include "support/logcatcher.h"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include <memory>
+
+class TestActivityStrip : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<QWidget> m_window;
+    QVBoxLayout* m_layout = nullptr;
+    ActivityStrip* m_strip = nullptr;
+
+    [[nodiscard]] QProgressBar* bar() const { return m_strip->findChild<QProgressBar*>(); }
+
+    [[nodiscard]] QPushButton* button() const { return m_strip->findChild<QPushButton*>(); }
+
+    [[nodiscard]] QLabel* label() const { return m_strip->findChild<QLabel*>(); }
+
+private slots:
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_window = std::make_unique<QWidget>();
+        m_layout = new QVBoxLayout(m_window.get());
+        m_layout->addWidget(new QLabel(QStringLiteral("toolbar")));
+        m_layout->addWidget(new QLabel(QStringLiteral("scopes")));
+        m_strip = new ActivityStrip(m_layout, 1, m_window.get());
+        m_window->show();
+    }
+
+    void cleanup()
+    {
+        m_window.reset();
+        m_log.reset();
+    }
+
+    void isNoPartOfTheLayoutWhileIdle()
+    {
+        QVERIFY(!m_strip->isVisible());
+        QCOMPARE(m_layout->count(), 2);
+        m_strip->showMessage(QStringLiteral("no"));
+        QCOMPARE(m_layout->indexOf(m_strip), 1);
+        QCOMPARE(m_layout->count(), 3);
+        m_strip->dismiss();
+        QVERIFY(!m_strip->isVisible());
+        QCOMPARE(m_layout->count(), 2);
+    }
+
+    void showWorkIsBusyUntilThereIsProgress()
+    {
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        QVERIFY(m_strip->isVisible() && bar()->isVisible());
+        QCOMPARE(label()->text(), "Opening a.wav…");
+        QCOMPARE(bar()->maximum(), 0);
+        m_strip->showProgress(40);
+        QCOMPARE(bar()->maximum(), 100);
+        QCOMPARE(bar()->value(), 40);
+        m_strip->showWork(QStringLiteral("Opening b.wav…"), true);
+        QCOMPARE(bar()->maximum(), 0);
+    }
+
+    void cancelButtonAsksToCancelAndKeepsTheStrip()
+    {
+        QSignalSpy cancelled(m_strip, &ActivityStrip::cancelRequested);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        QCOMPARE(button()->text(), "Cancel");
+        button()->click();
+        QCOMPARE(cancelled.count(), 1);
+        QVERIFY(m_strip->isVisible());
+    }
+
+    void showWorkThatCannotBeCancelledHasNoButton()
+    {
+        m_strip->showWork(QStringLiteral("Saving a.vela…"), false);
+        QVERIFY(!button()->isVisible());
+    }
+
+    void aClickOnTheStripClosesAMessageOnly()
+    {
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        QTest::mouseClick(m_strip, Qt::LeftButton);
+        QVERIFY(m_strip->isVisible());
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        QVERIFY(!bar()->isVisible());
+        QTest::mouseClick(m_strip, Qt::LeftButton);
+        QVERIFY(!m_strip->isVisible());
+    }
+
+    void theButtonOfAMessageClosesIt()
+    {
+        QSignalSpy cancelled(m_strip, &ActivityStrip::cancelRequested);
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        button()->click();
+        QVERIFY(!m_strip->isVisible());
+        QCOMPARE(cancelled.count(), 0);
+    }
+
+    void aMessageGoesAwayByItself()
+    {
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_strip->isVisible(), ActivityStrip::kMessageMs + 5000);
+    }
+
+    void newWorkStopsTheTimeOfAnOldMessage()
+    {
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        QTest::qWait(ActivityStrip::kMessageMs + 500);
+        QVERIFY(m_strip->isVisible());
+    }
+
+    void messagesArePlainText()
+    {
+        m_strip->showMessage(QStringLiteral("<b>a</b>.wav"));
+        QCOMPARE(label()->textFormat(), Qt::PlainText);
+    }
+};
+
+QTEST_MAIN(TestActivityStrip)
+#include "tst_activitystrip.moc"

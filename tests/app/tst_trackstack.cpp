@@ -1,0 +1,112 @@
+#include "app/trackstack.h"
+#include "support/logcatcher.h"
+#include "widgets/trackwidget.h"
+#include "widgets/waveformview.h"
+
+#include <QPointer>
+#include <QSignalSpy>
+#include <QSplitter>
+#include <QTest>
+
+#include <memory>
+
+class TestTrackStack : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<TrackStack> m_stack;
+
+    [[nodiscard]] QSplitter* splitter() const
+    {
+        return m_stack->findChild<QSplitter*>(QStringLiteral("trackSplitter"));
+    }
+
+private slots:
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_stack = std::make_unique<TrackStack>();
+    }
+
+    void cleanup()
+    {
+        m_stack.reset();
+        m_log.reset();
+    }
+
+    void rebuildMakesOneStripPerTrackInOrder()
+    {
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 3; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QCOMPARE(m_stack->strips().size(), 3);
+        QCOMPARE(splitter()->count(), 3);
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(splitter()->widget(i), m_stack->strips()[i]);
+    }
+
+    void rebuildKeepsTheStripsOfTracksThatStay()
+    {
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 3; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        const QList<TrackWidget*> before = m_stack->strips();
+        const QPointer<TrackWidget> dropped = before[1];
+        project->removeTrack(1);
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QCOMPARE(m_stack->strips().size(), 3);
+        QCOMPARE(m_stack->strips()[0], before[0]);
+        QCOMPARE(m_stack->strips()[1], before[2]);
+        QCOMPARE(splitter()->widget(1), before[2]);
+        QVERIFY(dropped.isNull());
+    }
+
+    void rebuildForAnotherProjectKeepsNothingOfTheOld()
+    {
+        auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        const QPointer<TrackWidget> old = m_stack->strips().constFirst();
+        const QWeakPointer<VelaProject> former = project;
+        project.reset();
+        m_stack->rebuild(VelaProject::create());
+        QVERIFY(old.isNull());
+        QVERIFY(m_stack->strips().isEmpty());
+        QVERIFY(former.isNull());
+    }
+
+    void aClickInOneStripTellsThatThePositionWasEdited()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 1)->samples[0].resize(1000);
+        m_stack->rebuild(project);
+        m_stack->resize(500, 200);
+        m_stack->show();
+        QSignalSpy edited(m_stack.get(), &TrackStack::positionEdited);
+        WaveformView* view = m_stack->strips().constFirst()->waveform();
+        view->setViewRange(0, view->width());
+        m_log->tolerate(QtWarningMsg, QStringLiteral("not accepted by receiving widget"));
+        QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(100, 50));
+        QVERIFY(edited.count() >= 1);
+        QCOMPARE(project->cursor.position, 100);
+    }
+
+    void thirtyStripsScroll()
+    {
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 30; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        m_stack->resize(500, 300);
+        m_stack->show();
+        QTRY_VERIFY(splitter()->height() >= 30 * 80);
+    }
+};
+
+QTEST_MAIN(TestTrackStack)
+#include "tst_trackstack.moc"

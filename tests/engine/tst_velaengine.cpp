@@ -1,0 +1,345 @@
+#include "engine/mixer.h"
+#include "engine/transport.h"
+#include "engine/velaengine.h"
+#include "media/devices/mediaplatform.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+
+/// The engine on a real sound server: what is asked for is what is heard.
+class TestVelaEngine : public QObject {
+    Q_OBJECT
+
+private:
+    static constexpr int kPlaybackTimeoutMs = 20000;
+
+    std::unique_ptr<SoundServer> m_server;
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<VelaEngine> m_engine;
+    ProjectHandle m_project;
+
+    static QList<float> interleave(const QList<float>& left, const QList<float>& right)
+    {
+        QList<float> both;
+        both.reserve(2 * left.size());
+        for (qsizetype i = 0; i < left.size(); ++i)
+            both << left[i] << right[i];
+        return both;
+    }
+
+    TrackHandle addTrack(const QList<QList<float>>& channels)
+    {
+        const TrackHandle track = m_project->addTrack({}, static_cast<int>(channels.size()));
+        track->samples = channels;
+        return track;
+    }
+
+    [[nodiscard]] bool playToTheEnd()
+    {
+        QSignalSpy stopped(m_engine.get(), &VelaEngine::playbackStopped);
+        m_engine->startPlayback();
+        return stopped.wait(kPlaybackTimeoutMs);
+    }
+
+    /// What the loudspeaker got while the project played from cursor to end.
+    QList<float> heard()
+    {
+        const SoundServer::Capture capture(*m_server);
+        if (!playToTheEnd())
+            return {};
+        return capture.sound();
+    }
+
+    static void compareSound(const QList<float>& heard, const QList<float>& expected)
+    {
+        QCOMPARE(heard.size(), expected.size());
+        const auto difference = std::mismatch(heard.cbegin(), heard.cend(), expected.cbegin());
+        QVERIFY2(difference.first == heard.cend(),
+                 qPrintable(QStringLiteral("first difference at sample %1")
+                                .arg(difference.first - heard.cbegin())));
+    }
+
+private slots:
+
+    void initTestCase()
+    {
+        m_server = std::make_unique<SoundServer>();
+        QVERIFY(m_server->start());
+    }
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_engine = std::make_unique<VelaEngine>();
+        m_project = VelaProject::create();
+        m_engine->setProject(m_project);
+    }
+
+    void cleanup()
+    {
+        m_engine.reset();
+        m_project.reset();
+        m_log.reset();
+    }
+
+    void cleanupTestCase() { m_server.reset(); }
+
+    void operationsWithoutAProjectDoNothing()
+    {
+        m_engine->setProject({});
+        m_engine->startPlayback();
+        QVERIFY(!m_engine->isPlaying());
+        m_engine->startRecording();
+        QVERIFY(!m_engine->isRecording());
+        m_engine->stopPlayback();
+        m_engine->stopRecording();
+        QCOMPARE(m_log->take(QtWarningMsg,
+                             QStringLiteral("VelaEngine: cannot record — no input device")),
+                 1);
+    }
+
+    void playsEveryFrameBitForBitAndStopsByItself()
+    {
+        const QList<float> left = signal_makers::counter(70000);
+        const QList<float> right = signal_makers::counter(70000, 80000);
+        addTrack({left, right});
+        QList<QByteArray> order;
+        connect(m_engine.get(), &VelaEngine::playbackStopped, this, [&] { order << "stopped"; });
+        connect(m_engine.get(), &VelaEngine::positionChanged, this, [&] { order << "position"; });
+
+        const QList<float> sound = heard();
+        compareSound(sound, interleave(left, right));
+        QCOMPARE(order, (QList<QByteArray>{"stopped", "position"}));
+        QVERIFY(!m_engine->isPlaying());
+        QVERIFY(!m_project->playing);
+        QCOMPARE(m_project->play.name, "cursor");
+    }
+
+    void playsAShortSoundWhole()
+    {
+        const QList<float> blip = signal_makers::counter(4410);
+        addTrack({blip});
+        compareSound(heard(), interleave(blip, blip));
+    }
+
+    void startsAtTheCursor()
+    {
+        const QList<float> samples = signal_makers::counter(30000);
+        addTrack({samples});
+        m_project->cursor.position = 12345;
+        const QList<float> rest = samples.mid(12345);
+        compareSound(heard(), interleave(rest, rest));
+    }
+
+    void stopsAtTheSelectionsFarEndRoundedUpToABlock()
+    {
+        const QList<float> samples = signal_makers::counter(60000);
+        addTrack({samples});
+        m_project->selectionStart = 9000;
+        m_project->selectionEnd = 2000;
+        transport::prepareToPlay(*m_project, false);
+        const QList<float> part = samples.mid(2000, 7 * mixer::kBlockFrames);
+        compareSound(heard(), interleave(part, part));
+    }
+
+    void startingAgainPlaysNothingOfTheTimeBefore()
+    {
+        const TrackHandle track = addTrack({signal_makers::constant(441000, 0.75F)});
+        QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
+        m_engine->startPlayback();
+        QTRY_VERIFY_WITH_TIMEOUT(monitored.count() > 20, kPlaybackTimeoutMs);
+        m_engine->stopPlayback();
+        QVERIFY(!m_engine->isPlaying());
+
+        const QList<float> other = signal_makers::counter(20000);
+        track->samples[0] = other;
+        QTest::qWait(300);
+        compareSound(heard(), interleave(other, other));
+    }
+
+    void soundsOnlyWhatIsSoloedOrNotMuted()
+    {
+        const QList<float> a = signal_makers::constant(8192, 0.5F);
+        const QList<float> b = signal_makers::constant(8192, 0.25F);
+        const TrackHandle first = addTrack({a});
+        const TrackHandle second = addTrack({b});
+        first->muted = true;
+        compareSound(heard(), interleave(b, b));
+        first->solo = true;
+        compareSound(heard(), interleave(a, a));
+        first->solo = false;
+        second->muted = true;
+        compareSound(heard(), {});
+    }
+
+    void clipsTwoFullScaleTracks()
+    {
+        const QList<float> full = signal_makers::constant(8192, 0.875F);
+        addTrack({full});
+        addTrack({full});
+        const QList<float> one = signal_makers::constant(8192, 1.0F);
+        compareSound(heard(), interleave(one, one));
+    }
+
+    void aMutedProjectStillAdvancesAndMonitors()
+    {
+        addTrack({signal_makers::constant(10 * mixer::kBlockFrames, 0.5F)})->muted = true;
+        QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
+        QVERIFY(playToTheEnd());
+        QCOMPARE(monitored.count(), 10);
+        QCOMPARE(m_project->play.position, 10 * mixer::kBlockFrames);
+        const auto left = monitored.constLast()[0].value<QList<float>>();
+        QCOMPARE(left, QList<float>(mixer::kBlockFrames, 0.0F));
+    }
+
+    void monitorsWhatIsPlayedAfterClipping()
+    {
+        addTrack({signal_makers::constant(mixer::kBlockFrames, 1.5F),
+                  signal_makers::constant(mixer::kBlockFrames, -0.5F)});
+        QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
+        QVERIFY(playToTheEnd());
+        QCOMPARE(monitored.count(), 1);
+        QCOMPARE(monitored[0][0].value<QList<float>>(), QList<float>(1024, 1.0F));
+        QCOMPARE(monitored[0][1].value<QList<float>>(), QList<float>(1024, -0.5F));
+    }
+
+    void anEmptyLoopAtTheEndStopsAtTheFirstTick()
+    {
+        addTrack({signal_makers::counter(5000)});
+        m_project->cursor.position = 5000;
+        transport::prepareToPlay(*m_project, true);
+        QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
+        QVERIFY(playToTheEnd());
+        QCOMPARE(monitored.count(), 0);
+    }
+
+    void loopsWithTheRemainderCarriedOver()
+    {
+        const QList<float> samples = signal_makers::counter(50000);
+        addTrack({samples});
+        m_project->selectionStart = 10000;
+        m_project->selectionEnd = 13000;
+        transport::prepareToPlay(*m_project, true);
+        const SoundServer::Capture capture(*m_server);
+        m_engine->startPlayback();
+        QTRY_VERIFY_WITH_TIMEOUT(capture.sound().size() > 2 * 44100, kPlaybackTimeoutMs);
+        m_engine->stopPlayback();
+
+        QList<float> expected;
+        qint64 position = 10000;
+        const QList<float> got = capture.sound();
+        while (expected.size() < got.size()) {
+            const QList<float> block = samples.mid(position, mixer::kBlockFrames);
+            expected += interleave(block, block);
+            position += mixer::kBlockFrames;
+            if (position >= 13000)
+                position = 10000 + (position - 13000) % 3000;
+        }
+        expected.resize(got.size());
+        compareSound(got, expected);
+    }
+
+    void aTrackAddedWhilePlayingIsHeardFromTheNextBlock()
+    {
+        addTrack({signal_makers::constant(88200, 0.25F)});
+        const SoundServer::Capture capture(*m_server);
+        QSignalSpy stopped(m_engine.get(), &VelaEngine::playbackStopped);
+        m_engine->startPlayback();
+        QTest::qWait(300);
+        addTrack({signal_makers::constant(88200, 0.5F)});
+        QVERIFY(stopped.wait(kPlaybackTimeoutMs));
+        const QList<float> sound = capture.sound();
+        QCOMPARE(sound.constFirst(), 0.25F);
+        QCOMPARE(sound.constLast(), 0.75F);
+        const auto change = std::find(sound.cbegin(), sound.cend(), 0.75F) - sound.cbegin();
+        QCOMPARE(change % (2 * mixer::kBlockFrames), 0);
+    }
+
+    void anotherSampleRateSelectsTheDevicesAnew()
+    {
+        QVERIFY(m_engine->ensureAudio());
+        QCOMPARE(m_engine->outputFormat().sampleRate(), 44100);
+        QSignalSpy changed(m_engine.get(), &VelaEngine::outputFormatChanged);
+        QVERIFY(m_engine->ensureAudio());
+        QCOMPARE(changed.count(), 0);
+        m_project->sampleRate = 48000;
+        QVERIFY(m_engine->ensureAudio());
+        QCOMPARE(m_engine->outputFormat().sampleRate(), 48000);
+        QCOMPARE(m_engine->outputFormat().channelCount(), 2);
+        QCOMPARE(m_engine->outputFormat().sampleFormat(), QAudioFormat::Float);
+    }
+
+    void recordsWhatTheMicrophoneHearsInOrder()
+    {
+        const QList<float> spoken = signal_makers::counter(60000);
+        QSignalSpy structure(m_engine.get(), &VelaEngine::structureChanged);
+        m_engine->startRecording();
+        QVERIFY(m_engine->isRecording());
+        QCOMPARE(structure.count(), 1);
+        const TrackHandle take = m_engine->recordTrack();
+        QCOMPARE(take->name, "Recording");
+        QCOMPARE(take->channels, 1);
+        QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPlaybackTimeoutMs);
+
+        SoundServer::Feeder feeder(*m_server, interleave(spoken, spoken));
+        const auto recorded = [&] {
+            return std::find(take->samples[0].cbegin(), take->samples[0].cend(),
+                             spoken.constLast()) != take->samples[0].cend();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(recorded(), kPlaybackTimeoutMs);
+        m_engine->stopRecording();
+        QVERIFY(!m_project->recording);
+        QVERIFY(m_engine->recordTrack().isNull());
+        QCOMPARE(m_project->taintedBy, "record");
+
+        const QList<float>& got = take->samples[0];
+        const auto first = std::find(got.cbegin(), got.cend(), spoken.constFirst());
+        QVERIFY(first != got.cend());
+        const qsizetype start = first - got.cbegin();
+        compareSound(got.mid(start, spoken.size()), spoken);
+    }
+
+    void aSecondTakeBeginsAfreshOnATrackOfItsOwn()
+    {
+        m_engine->startRecording();
+        const TrackHandle first = m_engine->recordTrack();
+        SoundServer::Feeder feeder(*m_server, QList<float>(2 * 88200, 0.5F));
+        const auto heardIt = [&] { return first->samples[0].contains(0.5F); };
+        QTRY_VERIFY_WITH_TIMEOUT(heardIt(), kPlaybackTimeoutMs);
+        m_engine->stopRecording();
+        QVERIFY(feeder.waitUntilPlayed(kPlaybackTimeoutMs));
+        QTest::qWait(300);
+
+        m_engine->startRecording();
+        const TrackHandle second = m_engine->recordTrack();
+        QVERIFY(second != first);
+        QTRY_VERIFY_WITH_TIMEOUT(second->length() > 4410, kPlaybackTimeoutMs);
+        m_engine->stopRecording();
+        QVERIFY(!second->samples[0].contains(0.5F));
+        QCOMPARE(m_project->tracks.size(), 2);
+    }
+
+    void rolesAreAnnouncedOnlyOnceInTheProcess()
+    {
+        QVERIFY(m_engine->ensureAudio());
+        QVERIFY(
+            m_log->texts(QtDebugMsg).filter(QStringLiteral("AudioSystem initialized")).isEmpty());
+    }
+};
+
+int main(int argc, char** argv)
+{
+    prepareMediaPlatform();
+    QGuiApplication application(argc, argv);
+    TestVelaEngine test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_velaengine.moc"
