@@ -39,6 +39,12 @@ libsox-fmt-all             -
 alsa-utils                 cmd:aplay
 sound-theme-freedesktop    -
 clang-format               cmd:clang-format
+desktop-file-utils         cmd:desktop-file-validate
+appstream                  cmd:appstreamcli
+libxml2-utils              cmd:xmllint
+shared-mime-info           cmd:update-mime-database
+man-db                     cmd:man
+dpkg-dev                   cmd:dpkg-shlibdeps
 "
 
 kTidyDependencies="
