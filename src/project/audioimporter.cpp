@@ -117,8 +117,8 @@ void AudioImporter::report(int percent)
 TrackHandle AudioImporter::finish(const QString& path, SampleCollector& samples)
 {
     const int sourceChannels = samples.sourceChannels();
-    const auto track = TrackHandle::create(QFileInfo(path).baseName(),
-                                           trackChannelsFor(sourceChannels), samples.sampleRate());
+    auto track = TrackHandle::create(QFileInfo(path).baseName(), trackChannelsFor(sourceChannels),
+                                     samples.sampleRate());
     track->samples = samples.takeChannels();
     emit progressChanged(100);
     qDebug() << "Imported" << path << ":" << track->length() << "samples," << sourceChannels

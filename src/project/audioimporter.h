@@ -30,11 +30,10 @@ public:
     /// any effect, if this importer is already busy with a file.
     [[nodiscard]] TrackHandle importFile(const QString& path);
 
-public slots:
     /// Drops the running import: `importFile()` returns null and neither an
     /// error nor a final 100 is emitted. Without a running import, or once the
     /// final 100 has been emitted, it does nothing.
-    void cancel();
+    Q_SLOT void cancel();
 
 signals:
     /// Decoding progress in percent. 100 comes exactly once, on success; lower

@@ -111,7 +111,7 @@ QAudioBuffer interleaved(const QList<QList<float>>& channels, qsizetype begin, q
     format.setChannelCount(static_cast<int>(channels.size()));
     format.setSampleRate(sampleRate);
     QAudioBuffer buffer(static_cast<int>(frames), format);
-    float* target = buffer.data<float>();
+    auto* target = buffer.data<float>();
     for (qsizetype frame = begin; frame < begin + frames; ++frame) {
         for (const QList<float>& channel : channels)
             *target++ = channel[frame];
