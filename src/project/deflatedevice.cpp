@@ -19,7 +19,7 @@ constexpr uint32_t kAdlerStart = 1;
 
 // What is looked at for silence at a time. The encoder needs several times as
 // many bytes for long silence as zlib, whose stream for one piece is kept.
-constexpr qint64 kPieceBytes = 512 * 1024;
+constexpr qint64 kPieceBytes = qint64{512} * 1024;
 
 // Default window and level, as zlib writes it.
 constexpr std::array<uint8_t, 2> kStreamHeader = {0x78, 0x9C};

@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr qint64 kInputBytes = 256 * 1024;
-constexpr qint64 kScratchBytes = 64 * 1024;
+constexpr qint64 kInputBytes = qint64{256} * 1024;
+constexpr qint64 kScratchBytes = qint64{64} * 1024;
 constexpr qint64 kMaxPieceBytes = qint64{1} << 30; // the decoder counts in 32 bits
 
 // Samples compress to a half or a third; silence far more, but that much memory

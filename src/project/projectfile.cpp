@@ -142,7 +142,7 @@ Body readBody(QDataStream& stream, const ProjectHandle& project, qint64 maxPaylo
 
 ProjectHandle ProjectFile::snapshot(const VelaProject& project)
 {
-    const ProjectHandle copy = VelaProject::create();
+    ProjectHandle copy = VelaProject::create();
     adopt(copy, project);
     for (TrackHandle& track : copy->tracks)
         track = TrackHandle::create(*track);

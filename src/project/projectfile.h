@@ -18,7 +18,7 @@ class ProjectFile {
 
 public:
     /// Payloads up to this size are compressed exactly as qCompress does.
-    static constexpr qint64 kMaxPlainPayloadBytes = 1024 * 1024;
+    static constexpr qint64 kMaxPlainPayloadBytes = qint64{1024} * 1024;
 
     /// The body's length is a 32-bit count, whose two highest values mean
     /// something else to some readers.

@@ -33,7 +33,6 @@ public:
 
     [[nodiscard]] bool isRunning() const;
 
-public slots:
     /// Abandons a running load; a running save goes on to its end.
     void cancel();
 

@@ -11,7 +11,7 @@ constexpr qint64 kSampleBytes = sizeof(float);
 
 // Large enough to amortise a call, small enough that memory just cleared for
 // new samples is still in the cache when they arrive.
-constexpr qint64 kReadStepSamples = 128 * 1024;
+constexpr qint64 kReadStepSamples = qint64{128} * 1024;
 
 // The count of a channel's bytes as every writer and reader computes it.
 qint32 channelBytes(qint64 sampleCount)

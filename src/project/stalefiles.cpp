@@ -3,11 +3,11 @@
 #include <QRandomGenerator>
 
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
+#include <filesystem>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -80,11 +80,10 @@ void removeLeftovers(const QByteArray& target, const QByteArray& own)
     const QByteArray folder = folderOf(target);
     const QByteArray prefix = prefixFor(target);
     const QByteArray ownName = fileNameOf(own);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.constData()), &::closedir);
-    if (!entries)
-        return;
-    while (const dirent* entry = ::readdir(entries.get())) {
-        const QByteArray name(entry->d_name);
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder.toStdString(), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const auto name = QByteArray::fromStdString(entry->path().filename().string());
         if (name != ownName && isNameFor(name, prefix))
             removeIfAbandoned(folder + '/' + name);
     }
