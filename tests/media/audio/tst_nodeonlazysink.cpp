@@ -1,0 +1,81 @@
+#include "media/audio/audiooutputnode.h"
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "nodeplayer.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+
+#include <QAudioDevice>
+#include <QCoreApplication>
+#include <QTest>
+
+using media::audio::AudioOutputNode;
+using media::devices::DeviceManager;
+
+namespace {
+
+constexpr int kRateHz = 44100;
+constexpr int kPatienceMs = 20000;
+
+} // namespace
+
+/// A sink that takes its time, up to two seconds, before it first pulls, and
+/// renders ahead: what is cut too early is never heard.
+class TestNodeOnLazySink : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase()
+    {
+        QVERIFY(m_server.start());
+        QTRY_VERIFY_WITH_TIMEOUT(!DeviceManager::instance().defaultAudioOutput().isNull(),
+                                 kPatienceMs);
+    }
+
+    void soundIsHeardWholeBeforeItCountsAsPlayedOut_data()
+    {
+        QTest::addColumn<int>("frames");
+        QTest::newRow("a hundredth of a second") << kRateHz / 100;
+        QTest::newRow("a tenth of a second") << kRateHz / 10;
+        QTest::newRow("the same again, with the sink awake") << kRateHz / 10;
+    }
+
+    void soundIsHeardWholeBeforeItCountsAsPlayedOut()
+    {
+        QFETCH(int, frames);
+        const LogCatcher log;
+        SoundServer::Capture capture(m_server);
+        QVERIFY(capture.isRecording());
+        QAudioFormat format;
+        format.setSampleFormat(QAudioFormat::Float);
+        format.setSampleRate(kRateHz);
+        format.setChannelCount(2);
+        AudioOutputNode node;
+        node.configure(DeviceManager::instance().defaultAudioOutput(), format, 8192);
+
+        const QList<float> sound = signal_makers::counter(frames);
+        QVERIFY(node.start());
+        NodePlayer player(node, sound);
+        QVERIFY(QTest::qWaitFor([&] { return player.isDone(); }, kPatienceMs));
+        QVERIFY(!node.hasPlayedOut());
+        QVERIFY(QTest::qWaitFor([&] { return node.hasPlayedOut(); }, kPatienceMs));
+        node.stop();
+        QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
+    }
+
+private:
+    SoundServer m_server{
+        SoundServer::Options{.rateHz = kRateHz, .withMicrophone = false, .lazySinks = true}};
+};
+
+int main(int argc, char* argv[])
+{
+    prepareMediaPlatform();
+    QCoreApplication application(argc, argv);
+    TestNodeOnLazySink test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_nodeonlazysink.moc"
