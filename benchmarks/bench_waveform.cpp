@@ -221,8 +221,7 @@ void reportPeakCache(bench::Report& report, const Track& hour)
         report.compare("peak cache: 1024 more frames of a take of " + std::to_string(seconds) +
                            " s",
                        {[&piece] { summarise(piece); }, grow},
-                       {[&take, &cache] { cache.update(&take); }, grow}, 3.0, kGrowthRounds,
-                       bench::Clock::ThreadCpu);
+                       {[&take, &cache] { cache.update(&take); }, grow}, 3.0, kGrowthRounds);
     }
 }
 

@@ -38,6 +38,20 @@ constexpr qint64 kHighest = std::numeric_limits<qint64>::max();
     return value == value ? static_cast<qint64>(value) : 0;
 }
 
+/// The frame at or before `value`, and the one at or after; 0 for NaN. Written
+/// out because the library's are calls on a baseline processor.
+[[nodiscard]] inline qint64 floored(double value)
+{
+    const qint64 frame = truncated(value);
+    return static_cast<double>(frame) > value ? frame - 1 : frame;
+}
+
+[[nodiscard]] inline qint64 ceiled(double value)
+{
+    const qint64 frame = truncated(value);
+    return static_cast<double>(frame) < value ? sum(frame, 1) : frame;
+}
+
 /// `a` × `b` / `divisor` truncated toward zero, exact in between; `divisor` ≠ 0.
 [[nodiscard]] inline qint64 scaled(qint64 a, qint64 b, qint64 divisor)
 {

@@ -31,16 +31,28 @@ int alphaOf(double coverage)
     return coverage > 0.0 ? static_cast<int>(std::min(coverage, 1.0) * kOpaque) : 0;
 }
 
-/// One row of a tile: the rms span over the peak span over `base`.
+/// One row of a tile: the rms span over the peak span over `base`. Spans are
+/// given by the row before their first and the row after their last, so that
+/// each bound takes one comparison.
 VELA_KERNEL_CLONES void paintRow(quint32* pixels, int count, int row, quint32 base,
-                                 const int* peakFirst, const int* peakEnd, const int* rmsFirst,
+                                 const int* peakBefore, const int* peakEnd, const int* rmsBefore,
                                  const int* rmsEnd)
 {
     for (int i = 0; i < count; ++i) {
-        const bool inPeak = (row >= peakFirst[i]) & (row < peakEnd[i]);
-        const bool inRms = (row >= rmsFirst[i]) & (row < rmsEnd[i]);
+        const bool inPeak = (row > peakBefore[i]) & (row < peakEnd[i]);
+        const bool inRms = (row > rmsBefore[i]) & (row < rmsEnd[i]);
         const quint32 under = inPeak ? lane_colours::kPeak : base;
         pixels[i] = inRms ? lane_colours::kRms : under;
+    }
+}
+
+/// The same where no column has an rms span.
+VELA_KERNEL_CLONES void paintPeakRow(quint32* pixels, int count, int row, quint32 base,
+                                     const int* peakBefore, const int* peakEnd)
+{
+    for (int i = 0; i < count; ++i) {
+        const bool inPeak = (row > peakBefore[i]) & (row < peakEnd[i]);
+        pixels[i] = inPeak ? lane_colours::kPeak : base;
     }
 }
 
@@ -85,7 +97,7 @@ void LanePainter::paintEmpty(QImage& image, Lane lane, ColumnRange columns)
 
 void LanePainter::Spans::set(std::size_t column, const Rows& rows)
 {
-    first[column] = rows.first;
+    before[column] = rows.first - 1;
     end[column] = rows.end;
     edges[column] = rows;
 }
@@ -120,6 +132,7 @@ void LanePainter::layOut(Lane lane, const ColumnLevels& levels, int offset, int 
     constexpr double kMinHeight = 1.0; // so that silence shows as a line
     const double centre = lane.centre();
     const double half = lane.half();
+    m_anyRms = false;
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         const std::size_t level = static_cast<std::size_t>(offset) + i;
         double top = centre - static_cast<double>(levels.maximum[level]) * half;
@@ -131,6 +144,7 @@ void LanePainter::layOut(Lane lane, const ColumnLevels& levels, int offset, int 
         }
         m_peak.set(i, rowsOf(lane, top, bottom));
         const double reach = static_cast<double>(levels.rms[level]) * half;
+        m_anyRms = m_anyRms || reach > 0.0;
         m_rms.set(i, reach > 0.0 ? rowsOf(lane, centre - reach, centre + reach) : Rows{});
     }
 }
@@ -141,9 +155,14 @@ void LanePainter::paintTile(QImage& image, Lane lane, int column, int count) con
     const qsizetype bytesPerLine = image.bytesPerLine();
     const int centreRow = static_cast<int>(lane.centre());
     for (int row = lane.top; row < lane.bottom(); ++row) {
-        paintRow(pixelsOfRow(bits, bytesPerLine, row) + column, count, row,
-                 row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground,
-                 m_peak.first.data(), m_peak.end.data(), m_rms.first.data(), m_rms.end.data());
+        quint32* const pixels = pixelsOfRow(bits, bytesPerLine, row) + column;
+        const quint32 base =
+            row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground;
+        if (m_anyRms)
+            paintRow(pixels, count, row, base, m_peak.before.data(), m_peak.end.data(),
+                     m_rms.before.data(), m_rms.end.data());
+        else
+            paintPeakRow(pixels, count, row, base, m_peak.before.data(), m_peak.end.data());
     }
 }
 

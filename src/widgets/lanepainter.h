@@ -73,7 +73,7 @@ private:
     static constexpr int kTileColumns = 1024;
 
     struct Spans {
-        std::array<int, kTileColumns> first{};
+        std::array<int, kTileColumns> before{};
         std::array<int, kTileColumns> end{};
         std::array<Rows, kTileColumns> edges;
 
@@ -87,4 +87,5 @@ private:
 
     Spans m_peak;
     Spans m_rms;
+    bool m_anyRms = false; ///< in the tile laid out last
 };

@@ -39,6 +39,17 @@ VELA_ALWAYS_INLINE void raise(T& level, const T& value)
     level = value > level ? value : level;
 }
 
+/// Lane 0 becomes the lowest of all lanes of `low` and the highest of `high`.
+VELA_ALWAYS_INLINE void foldLanes(Vector& low, Vector& high)
+{
+    lower(low, Vector(__builtin_shufflevector(low, low, 4, 5, 6, 7, 0, 1, 2, 3)));
+    raise(high, Vector(__builtin_shufflevector(high, high, 4, 5, 6, 7, 0, 1, 2, 3)));
+    lower(low, Vector(__builtin_shufflevector(low, low, 2, 3, 0, 1, 6, 7, 4, 5)));
+    raise(high, Vector(__builtin_shufflevector(high, high, 2, 3, 0, 1, 6, 7, 4, 5)));
+    lower(low, Vector(__builtin_shufflevector(low, low, 1, 0, 3, 2, 5, 4, 7, 6)));
+    raise(high, Vector(__builtin_shufflevector(high, high, 1, 0, 3, 2, 5, 4, 7, 6)));
+}
+
 VELA_ALWAYS_INLINE void store(Levels levels, qint64 index, float minimum, float maximum)
 {
     const bool any = minimum <= maximum;
@@ -88,10 +99,9 @@ VELA_ALWAYS_INLINE void extremes(const float* lows, const float* highs, qint64 c
         lower(low[0], low[v]);
         raise(high[0], high[v]);
     }
-    for (int lane = 0; lane < kLanes; ++lane) {
-        lower(minimum, low[0][lane]);
-        raise(maximum, high[0][lane]);
-    }
+    foldLanes(low[0], high[0]);
+    minimum = low[0][0];
+    maximum = high[0][0];
 }
 
 /// Rows of eight columns → one vector per sample position.

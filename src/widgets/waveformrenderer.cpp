@@ -122,13 +122,14 @@ void WaveformRenderer::drawRuler(QImage& image, const WaveformScene& scene)
     font.setPixelSize(kLabelFontPixels);
     painter.setFont(font);
     const WaveformGeometry geometry(scene.range, scene.size.width());
-    for (const RulerTick& tick : rulerTicks(geometry, scene.sampleRate)) {
-        painter.setPen(kTickColour);
+    const std::vector<RulerTick> ticks = rulerTicks(geometry, scene.sampleRate);
+    painter.setPen(kTickColour);
+    for (const RulerTick& tick : ticks)
         painter.drawLine(tick.x, ruler.bottom() - kTickHeight, tick.x, ruler.bottom());
-        painter.setPen(kLabelColour);
+    painter.setPen(kLabelColour);
+    for (const RulerTick& tick : ticks)
         painter.drawText(tick.x + kLabelIndent, ruler.bottom() - kLabelRise,
                          timeText(tick.sample, scene.sampleRate));
-    }
 }
 
 void WaveformRenderer::drawLanes(QImage& image, const WaveformScene& scene, ColumnRange columns)
@@ -235,8 +236,8 @@ void WaveformRenderer::layOutStretches(qint64 length, FrameRange range, double p
     const auto begin = static_cast<double>(range.begin);
     for (int x = columns.begin; x < columns.end; ++x) {
         const auto column = static_cast<std::size_t>(x - columns.begin);
-        const qint64 first = frame_math::truncated(std::floor(begin + x * perPixel));
-        const qint64 end = frame_math::truncated(std::ceil(begin + (x + 1) * perPixel));
+        const qint64 first = frame_math::floored(begin + x * perPixel);
+        const qint64 end = frame_math::ceiled(begin + (x + 1) * perPixel);
         m_begins[column] = std::max<qint64>(first, 0);
         m_ends[column] = std::clamp<qint64>(end, 0, length);
     }
