@@ -34,9 +34,9 @@ int alphaOf(double coverage)
 /// One row of a tile: the rms span over the peak span over `base`. Spans are
 /// given by the row before their first and the row after their last, so that
 /// each bound takes one comparison.
-VELA_KERNEL_CLONES void paintRow(quint32* pixels, int count, int row, quint32 base,
-                                 const int* peakBefore, const int* peakEnd, const int* rmsBefore,
-                                 const int* rmsEnd)
+VELA_KERNEL_CLONES void paintRow(quint32* pixels, int count, qint16 row, quint32 base,
+                                 const qint16* peakBefore, const qint16* peakEnd,
+                                 const qint16* rmsBefore, const qint16* rmsEnd)
 {
     for (int i = 0; i < count; ++i) {
         const bool inPeak = (row > peakBefore[i]) & (row < peakEnd[i]);
@@ -47,8 +47,8 @@ VELA_KERNEL_CLONES void paintRow(quint32* pixels, int count, int row, quint32 ba
 }
 
 /// The same where no column has an rms span.
-VELA_KERNEL_CLONES void paintPeakRow(quint32* pixels, int count, int row, quint32 base,
-                                     const int* peakBefore, const int* peakEnd)
+VELA_KERNEL_CLONES void paintPeakRow(quint32* pixels, int count, qint16 row, quint32 base,
+                                     const qint16* peakBefore, const qint16* peakEnd)
 {
     for (int i = 0; i < count; ++i) {
         const bool inPeak = (row > peakBefore[i]) & (row < peakEnd[i]);
@@ -97,8 +97,8 @@ void LanePainter::paintEmpty(QImage& image, Lane lane, ColumnRange columns)
 
 void LanePainter::Spans::set(std::size_t column, const Rows& rows)
 {
-    before[column] = rows.first - 1;
-    end[column] = rows.end;
+    before[column] = static_cast<qint16>(rows.first - 1);
+    end[column] = static_cast<qint16>(rows.end);
     edges[column] = rows;
 }
 
@@ -159,10 +159,11 @@ void LanePainter::paintTile(QImage& image, Lane lane, int column, int count) con
         const quint32 base =
             row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground;
         if (m_anyRms)
-            paintRow(pixels, count, row, base, m_peak.before.data(), m_peak.end.data(),
-                     m_rms.before.data(), m_rms.end.data());
+            paintRow(pixels, count, static_cast<qint16>(row), base, m_peak.before.data(),
+                     m_peak.end.data(), m_rms.before.data(), m_rms.end.data());
         else
-            paintPeakRow(pixels, count, row, base, m_peak.before.data(), m_peak.end.data());
+            paintPeakRow(pixels, count, static_cast<qint16>(row), base, m_peak.before.data(),
+                         m_peak.end.data());
     }
 }
 

@@ -33,7 +33,8 @@ struct ColumnLevels {
     void fillSilent();
 };
 
-/// The rows of one channel, in device pixels: from `top`, `height` ≥ 1 of them.
+/// The rows of one channel, in device pixels: from `top`, `height` ≥ 1 of them,
+/// none beyond 32767.
 struct Lane {
     int top = 0;
     int height = 1;
@@ -69,12 +70,12 @@ private:
     };
 
     // Few enough that the bounds of a tile stay in the nearest cache, and enough
-    // that whole stretches of a row are written.
-    static constexpr int kTileColumns = 1024;
+    // that rows are written whole.
+    static constexpr int kTileColumns = 4096;
 
     struct Spans {
-        std::array<int, kTileColumns> before{};
-        std::array<int, kTileColumns> end{};
+        std::array<qint16, kTileColumns> before{};
+        std::array<qint16, kTileColumns> end{};
         std::array<Rows, kTileColumns> edges;
 
         void set(std::size_t column, const Rows& rows);

@@ -66,8 +66,10 @@ double valueAt(const float* samples, qint64 length, double position)
 QSize WaveformScene::imageSize() const
 {
     // A ratio below 1 must not leave a narrow view without a pixel.
-    return {std::max(static_cast<int>(size.width() * devicePixelRatio), 1),
-            std::max(static_cast<int>(size.height() * devicePixelRatio), 1)};
+    const auto extent = [this](int pixels) {
+        return std::clamp(static_cast<int>(pixels * devicePixelRatio), 1, kMaxImageExtent);
+    };
+    return {extent(size.width()), extent(size.height())};
 }
 
 void WaveformRenderer::render(QImage& image, const WaveformScene& scene)

@@ -14,6 +14,10 @@ struct Track;
 /// Logical pixels at the top of a view that the time ruler takes.
 constexpr int kRulerHeight = 20;
 
+/// Device pixels that an image has at most each way: as far as the toolkit's
+/// painter reaches, and a row's number fits 16 bits.
+constexpr int kMaxImageExtent = 32767;
+
 /// What a view shows, and where; only read, and only during a call.
 struct WaveformScene {
     const Track* track = nullptr;     ///< null: no lanes
@@ -24,7 +28,8 @@ struct WaveformScene {
     QSize size;            ///< logical pixels, at least 1 × 1
     double devicePixelRatio = 1.0;
 
-    /// Device pixels of the image: the logical size times the ratio, truncated.
+    /// Device pixels of the image: the logical size times the ratio, truncated;
+    /// from 1 to `kMaxImageExtent` each way.
     [[nodiscard]] QSize imageSize() const;
 };
 

@@ -106,6 +106,9 @@ private slots:
         stage.scene.size = {1, 1};
         stage.scene.devicePixelRatio = 0.5;
         QCOMPARE(stage.rendered().size(), QSize(1, 1));
+        stage.scene.size = {40000, 1};
+        stage.scene.devicePixelRatio = 1;
+        QCOMPARE(stage.rendered().size(), QSize(32767, 1));
     }
 
     void withoutTrackChannelsOrSpanThereIsBackgroundAndRulerStrip_data()
@@ -308,6 +311,8 @@ private slots:
         QTest::newRow("before the beginning") << qint64{-5000} << qint64{20000} << usual << 1.0;
         QTest::newRow("twice the scale") << qint64{500} << qint64{50000} << usual << 2.0;
         QTest::newRow("half as much again") << qint64{500} << qint64{9000} << QSize(301, 77) << 1.5;
+        QTest::newRow("very wide") << qint64{500} << qint64{90000} << QSize(5001, 41) << 1.0;
+        QTest::newRow("very high") << qint64{500} << qint64{9000} << QSize(3, 32767) << 1.0;
         QTest::newRow("one column") << qint64{500} << qint64{700} << QSize(1, 61) << 1.0;
     }
 
