@@ -75,12 +75,12 @@ bool contains(const QList<QAudioDevice>& devices, const QByteArray& id)
 
 DeviceManager& DeviceManager::instance()
 {
-    static DeviceManager* const manager = new DeviceManager;
+    static auto* const manager = new DeviceManager;
     return *manager;
 }
 
 DeviceManager::DeviceManager()
-    : m_connection([] { (void)QMediaDevices::audioOutputs(); })
+    : m_connection([] { static_cast<void>(QMediaDevices::audioOutputs()); })
 {
     m_connection.setParent(this);
     m_poll.setParent(this);

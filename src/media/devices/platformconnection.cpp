@@ -44,7 +44,7 @@ void PlatformConnection::askAndAnnounce()
     m_open = true;
     m_answered.notify_all();
     // Queued, or it would reach direct connections on the wrong thread.
-    QMetaObject::invokeMethod(this, &PlatformConnection::opened, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "opened", Qt::QueuedConnection);
 }
 
 bool PlatformConnection::close(std::chrono::milliseconds bound)
