@@ -4,9 +4,18 @@
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
 
+#include <QLabel>
+
+namespace {
+
+constexpr int kHintMargin = 24;
+
+} // namespace
+
 TrackStack::TrackStack(QWidget* parent)
     : QScrollArea(parent)
     , m_splitter(new TrackSplitter(this))
+    , m_hint(new QLabel(viewport()))
 {
     setObjectName(QStringLiteral("scrollAreaTracks"));
     setStyleSheet(QStringLiteral("QScrollArea { background: transparent; } "
@@ -16,6 +25,18 @@ TrackStack::TrackStack(QWidget* parent)
     setWidgetResizable(true);
     m_splitter->setObjectName(QStringLiteral("trackSplitter"));
     setWidget(m_splitter);
+    m_hint->setObjectName(QStringLiteral("labelHowToBegin"));
+    m_hint->setText(tr("Open an audio file (Ctrl+O), press Record, or add an empty track "
+                       "(Ctrl+T) to begin."));
+    m_hint->setAlignment(Qt::AlignCenter);
+    m_hint->setWordWrap(true);
+    m_hint->setMargin(kHintMargin);
+}
+
+void TrackStack::resizeEvent(QResizeEvent* event)
+{
+    QScrollArea::resizeEvent(event);
+    m_hint->setGeometry(viewport()->rect());
 }
 
 void TrackStack::rebuild(const ProjectHandle& project)
@@ -40,6 +61,7 @@ void TrackStack::rebuild(const ProjectHandle& project)
     qDeleteAll(unused);
     if (m_tracks.size() != formerTracks.size())
         m_splitter->shareRoom();
+    m_hint->setVisible(m_strips.isEmpty());
 }
 
 TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* project)

@@ -5,11 +5,12 @@
 #include <QList>
 #include <QScrollArea>
 
+class QLabel;
 class TrackSplitter;
 class TrackWidget;
 
 /// The scrolling stack of track strips, one for each track of the project and
-/// in its order. GUI thread.
+/// in its order; without a track it says how to begin. GUI thread.
 class TrackStack : public QScrollArea {
     Q_OBJECT
 
@@ -29,10 +30,14 @@ signals:
     /// The user moved cursor or selection in some strip.
     void positionEdited();
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
     TrackWidget* makeStrip(const TrackHandle& track, VelaProject* project);
 
     TrackSplitter* m_splitter;
+    QLabel* m_hint;
     QList<TrackWidget*> m_strips;
     QList<TrackHandle> m_tracks; ///< what each strip shows; keeps it alive
     ProjectHandle m_project;

@@ -19,6 +19,7 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QScreen>
 #include <QShortcut>
 #include <QTimer>
 
@@ -28,7 +29,7 @@ namespace {
 
 constexpr int kRefreshIntervalMs = 33;
 constexpr int kNewTrackChannels = 2;
-constexpr QSize kInitialSize(1100, 640);
+constexpr QSize kInitialSize(1280, 760);
 const QString kPlayIcon = QStringLiteral(":/icons/media/play.svg");
 const QString kPauseIcon = QStringLiteral(":/icons/media/pause.svg");
 /// When the take runs out of view, the new view shows this much of its end.
@@ -44,7 +45,7 @@ Vela::Vela(QWidget* parent)
 {
     checkPointers(this, parent ? static_cast<const void*>(parent) : this);
     m_ui.build(this);
-    resize(kInitialSize);
+    resize(kInitialSize.boundedTo(screen()->availableSize()));
     m_work = new FileWork(m_ui.activity, {m_ui.load, m_ui.save, m_ui.clear, m_ui.record}, this);
     m_engine = QSharedPointer<VelaEngine>::create();
     m_engine->setProject(m_project);

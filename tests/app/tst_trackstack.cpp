@@ -3,6 +3,7 @@
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
 
+#include <QLabel>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QSplitter>
@@ -94,6 +95,23 @@ private slots:
         QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(100, 50));
         QVERIFY(edited.count() >= 1);
         QCOMPARE(project->cursor.position, 100);
+    }
+
+    void saysHowToBeginUntilThereIsATrack()
+    {
+        const auto project = VelaProject::create();
+        m_stack->rebuild(project);
+        m_stack->show();
+        const auto* hint = m_stack->findChild<QLabel*>(QStringLiteral("labelHowToBegin"));
+        QVERIFY(hint->isVisible());
+        QVERIFY(hint->text().contains(QStringLiteral("Ctrl+O")));
+        QCOMPARE(hint->size(), m_stack->viewport()->size());
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QVERIFY(!hint->isVisible());
+        project->removeTrack(0);
+        m_stack->rebuild(project);
+        QVERIFY(hint->isVisible());
     }
 
     void thirtyStripsScroll()
