@@ -44,6 +44,9 @@ PopOut::PopOut(QWidget* widget)
     : QObject(widget)
     , m_widget(widget)
 {
+    m_restoreSoon.setSingleShot(true);
+    connect(&m_restoreSoon, &QTimer::timeout, this, &PopOut::restore);
+    m_widget->installEventFilter(this);
 }
 
 PopOut::~PopOut()
@@ -112,6 +115,7 @@ void PopOut::restore()
         return;
     const bool hadFocus = m_widget->hasFocus();
     disconnect(m_formerParent, &QObject::destroyed, this, nullptr);
+    m_restoreSoon.stop();
     m_widget->hide();
     m_widget->setWindowState(Qt::WindowNoState);
     if (m_placeholder != nullptr) {
@@ -159,5 +163,9 @@ bool PopOut::eventFilter(QObject* watched, QEvent* event)
         restore();
         return true;
     }
+    // Not at once, because what accepts the event is hidden after it, and refusing it
+    // would keep the whole application from quitting.
+    if (watched == m_widget && event->type() == QEvent::Close && m_poppedOut)
+        m_restoreSoon.start(0);
     return QObject::eventFilter(watched, event);
 }

@@ -5,6 +5,7 @@
 #include <QRect>
 #include <QSize>
 #include <QString>
+#include <QTimer>
 
 class QLabel;
 class QLayout;
@@ -12,7 +13,7 @@ class QWidget;
 
 /// Takes a widget out of its parent into a window of its own, and back to the
 /// same place. While it is away a placeholder keeps the place; a double-click on
-/// the placeholder brings the widget back.
+/// the placeholder, or closing the window, brings the widget back.
 ///
 /// The widget stays the former parent's: it is deleted when that is destroyed, and
 /// its window does not keep the application running. Owned by the widget it
@@ -43,6 +44,7 @@ private:
     void restoreFocusOrder();
 
     QWidget* m_widget;
+    QTimer m_restoreSoon;
     bool m_poppedOut = false;
     QPointer<QWidget> m_formerParent;
     QPointer<QLayout> m_formerLayout;

@@ -7,7 +7,6 @@
 #include "widgets/scopelayout.h"
 
 #include <QActionGroup>
-#include <QCloseEvent>
 #include <QContextMenuEvent>
 #include <QMenu>
 #include <QMouseEvent>
@@ -331,16 +330,6 @@ void UnifiedAudioScope::showEvent(QShowEvent* event)
     if (!m_tickTimer.isActive())
         m_tickTimer.start(tickIntervalMs(m_mode));
     QWidget::showEvent(event);
-}
-
-// Closing its window brings the scope back to its place. Later, because accepting
-// the event hides what is in the window, and refusing it would stop the whole
-// application from quitting.
-void UnifiedAudioScope::closeEvent(QCloseEvent* event)
-{
-    if (isPoppedOut())
-        QTimer::singleShot(0, m_popOut, &PopOut::restore);
-    QWidget::closeEvent(event);
 }
 
 void UnifiedAudioScope::mouseDoubleClickEvent(QMouseEvent* event)

@@ -145,6 +145,16 @@ private slots:
         QVERIFY(w.isInPlace());
     }
 
+    void closingTheWindowRestores()
+    {
+        Window w;
+        w.window->show();
+        w.popOut->popOut(QStringLiteral("Title"), {300, 200});
+        QVERIFY(w.movable->close());
+        QTRY_VERIFY(w.isInPlace());
+        QVERIFY(w.movable->isVisible());
+    }
+
     void aMaximisedWindowComesBackToItsPlace()
     {
         Window w;
