@@ -93,13 +93,14 @@ void PopOut::rememberPlace()
 
 void PopOut::insertPlaceholder()
 {
-    m_placeholder = new QLabel(tr("Popped out — double-click to restore"), m_formerParent);
-    m_placeholder->setAlignment(Qt::AlignCenter);
-    m_placeholder->setStyleSheet(QStringLiteral(
+    auto* label = new QLabel(tr("Popped out — double-click to restore"), m_formerParent);
+    label->setAlignment(Qt::AlignCenter);
+    label->setStyleSheet(QStringLiteral(
         "background: #1a1a1a; color: #666; border: 1px dashed #444; font-size: 11px;"));
-    m_placeholder->setMinimumSize(m_widget->minimumSizeHint().expandedTo({0, 0}));
-    m_placeholder->setSizePolicy(m_widget->sizePolicy());
-    m_placeholder->installEventFilter(this);
+    label->setMinimumSize(m_widget->minimumSizeHint().expandedTo({0, 0}));
+    label->setSizePolicy(m_widget->sizePolicy());
+    label->installEventFilter(this);
+    m_placeholder = label;
     if (m_formerLayout != nullptr) {
         m_formerLayout->removeWidget(m_widget);
         addTo(m_formerLayout, m_placeholder, m_formerIndex, m_formerStretch, m_formerAlignment);

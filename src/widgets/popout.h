@@ -7,7 +7,6 @@
 #include <QString>
 #include <QTimer>
 
-class QLabel;
 class QLayout;
 class QWidget;
 
@@ -49,7 +48,8 @@ private:
     QPointer<QWidget> m_formerParent;
     QPointer<QLayout> m_formerLayout;
     QPointer<QWidget> m_formerTabPredecessor;
-    QPointer<QLabel> m_placeholder;
+    // Not as a QLabel: events still pass through it while it is being destroyed.
+    QPointer<QWidget> m_placeholder;
     QRect m_formerGeometry;
     int m_formerIndex = -1;
     int m_formerStretch = 0;
