@@ -2,6 +2,7 @@
 
 #include "media/devices/devicelookup.h"
 #include "media/devices/processend.h"
+#include "media/devices/soundserverwait.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -80,7 +81,7 @@ DeviceManager& DeviceManager::instance()
 }
 
 DeviceManager::DeviceManager()
-    : m_connection([] { static_cast<void>(QMediaDevices::audioOutputs()); })
+    : m_connection([] { static_cast<void>(QMediaDevices::audioOutputs()); }, waitForSoundServer)
 {
     m_connection.setParent(this);
     m_poll.setParent(this);

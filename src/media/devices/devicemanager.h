@@ -41,7 +41,7 @@ public:
     static constexpr std::chrono::milliseconds kPollInterval{1000};
 
     /// How long the main thread waits for the sound server's first answer.
-    static constexpr std::chrono::milliseconds kFirstAnswerBound{2000};
+    static constexpr std::chrono::milliseconds kFirstAnswerBound{900};
 
     /// Any thread.
     static DeviceManager& instance();

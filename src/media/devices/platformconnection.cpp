@@ -6,8 +6,9 @@
 
 namespace media::devices {
 
-PlatformConnection::PlatformConnection(std::function<void()> ask)
+PlatformConnection::PlatformConnection(std::function<void()> ask, Await await)
     : m_ask(std::move(ask))
+    , m_await(std::move(await))
 {
     m_thread.setObjectName(QStringLiteral("audio-devices"));
     m_onThread.moveToThread(&m_thread);
@@ -16,6 +17,7 @@ PlatformConnection::PlatformConnection(std::function<void()> ask)
 
 PlatformConnection::~PlatformConnection()
 {
+    m_thread.requestInterruption();
     m_thread.quit();
     m_thread.wait();
     // Seen by race detectors, which do not see the toolkit's own wait: the thread
@@ -39,6 +41,8 @@ bool PlatformConnection::open(std::chrono::milliseconds bound)
 
 void PlatformConnection::askAndAnnounce()
 {
+    if (m_await && !m_await([this] { return m_thread.isInterruptionRequested(); }))
+        return;
     m_ask();
     const std::lock_guard lock(m_lock);
     m_open = true;
@@ -49,6 +53,7 @@ void PlatformConnection::askAndAnnounce()
 
 bool PlatformConnection::close(std::chrono::milliseconds bound)
 {
+    m_thread.requestInterruption();
     m_thread.quit();
     return m_thread.wait(static_cast<unsigned long>(bound.count()));
 }

@@ -24,7 +24,8 @@ namespace media::devices {
 /// crash, the toolkit reconnects on the thread that connected first, and without
 /// it the device lists would stay as they were for ever.
 ///
-/// Closed → (open) Asking → (the answer came) Open. There is no way back.
+/// Closed → (open) Waiting for a server → Asking → (the answer came) Open. There
+/// is no way back.
 ///
 /// Lives on the main thread. Destroying one whose question is still unanswered
 /// is not possible; `close` says what happens at the end of the process.
@@ -32,8 +33,12 @@ class PlatformConnection : public QObject {
     Q_OBJECT
 
 public:
+    /// Returns true once the question may be put, false once `giveUp` says so.
+    using Await = std::function<bool(const std::function<bool()>& giveUp)>;
+
     /// `ask` is the first question; it runs on the thread and may hang there.
-    explicit PlatformConnection(std::function<void()> ask);
+    /// `await` runs on the thread before it; an empty one means no waiting.
+    explicit PlatformConnection(std::function<void()> ask, Await await = {});
     ~PlatformConnection() override;
     Q_DISABLE_COPY_MOVE(PlatformConnection)
 
@@ -61,6 +66,7 @@ private:
     QThread m_thread;
     QObject m_onThread;
     std::function<void()> m_ask;
+    Await m_await;
     std::mutex m_lock;
     std::condition_variable m_answered;
     bool m_asked = false;
