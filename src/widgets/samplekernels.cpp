@@ -81,9 +81,10 @@ VELA_ALWAYS_INLINE void extremes(const float* lows, const float* highs, qint64 c
     qint64 i = 0;
     for (; i + kStride <= count; i += kStride) {
         for (int v = 0; v < kVectors; ++v) {
-            load(value, lows + i + v * kLanes);
+            const qint64 from = i + qint64{v} * kLanes;
+            load(value, lows + from);
             lower(low[v], value);
-            load(value, highs + i + v * kLanes);
+            load(value, highs + from);
             raise(high[v], value);
         }
     }
@@ -139,8 +140,8 @@ struct ColumnGroup {
         for (int lane = 0; lane < kLanes; ++lane)
             load(rows[lane], samples + begins[lane] + offset);
         transpose(rows);
-        for (int k = 0; k < kLanes; ++k)
-            sum += rows[k] * rows[k];
+        for (const Vector& row : rows)
+            sum += row * row;
     }
 };
 
