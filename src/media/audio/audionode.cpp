@@ -10,6 +10,17 @@
 
 namespace media::audio {
 
+namespace {
+
+/// On the device thread.
+void dispose(NodeWorker* worker)
+{
+    worker->tearDown();
+    delete worker;
+}
+
+} // namespace
+
 AudioNode::AudioNode(const NodeWords& words, WorkerMaker makeWorker)
     : m_words(words)
     , m_makeWorker(std::move(makeWorker))
@@ -23,7 +34,7 @@ AudioNode::~AudioNode()
     const QDeadlineTimer deadline(kTearDownBound);
     NodeWorker* const worker = m_worker;
     disconnect(worker, nullptr, this, nullptr);
-    const bool gone = m_thread->run([worker] { delete worker; }, kTearDownBound) &&
+    const bool gone = m_thread->run([worker] { dispose(worker); }, kTearDownBound) &&
                       m_thread->end(DeviceThread::Ms{deadline.remainingTime()});
     if (gone)
         return;
@@ -51,7 +62,7 @@ void AudioNode::abandonSide(const char* what)
              m_words.node, what, static_cast<long long>(kCallBound.count()));
     m_stream->detach();
     disconnect(m_worker, nullptr, this, nullptr);
-    m_thread->abandon([worker = m_worker] { delete worker; });
+    m_thread->abandon([worker = m_worker] { dispose(worker); });
 
     const auto stream = std::make_shared<NodeStream>();
     stream->succeed(*m_stream);

@@ -20,7 +20,7 @@ namespace media::audio {
 template <typename Backend, typename Transfer>
 class DeviceWorker : public NodeWorker {
 public:
-    ~DeviceWorker() override { tearDown(); }
+    ~DeviceWorker() override = default;
 
     Q_DISABLE_COPY_MOVE(DeviceWorker)
 

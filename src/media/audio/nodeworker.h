@@ -71,6 +71,10 @@ public:
     /// Running → Rebuilding → Running or DeviceAbsent.
     void rebuild();
 
+    /// Any → Unconfigured: ends the watchdog and destroys the device. To be
+    /// called before deletion, while all of the object is there.
+    void tearDown();
+
 signals:
     void deviceStateChanged(QAudio::State newState, QAudio::Error error);
     void deviceRebuilt(int rebuildCountSoFar);
@@ -109,9 +113,6 @@ protected:
 
     void onStateChanged(QAudio::State reported);
     void onDeviceListChanged();
-
-    /// Ends everything; the destructors of derived classes call it first.
-    void tearDown();
 
     [[nodiscard]] const NodeConfiguration& configuration() const { return m_configuration; }
 

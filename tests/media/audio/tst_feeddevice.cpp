@@ -36,7 +36,8 @@ struct Feed {
     {
         const QByteArray data = device.read(bytes);
         QList<Sample> samples(data.size() / static_cast<qsizetype>(sizeof(Sample)));
-        std::memcpy(samples.data(), data.constData(), static_cast<size_t>(data.size()));
+        if (!data.isEmpty())
+            std::memcpy(samples.data(), data.constData(), static_cast<size_t>(data.size()));
         return samples;
     }
 
