@@ -21,8 +21,9 @@ QList<float> fromBits(std::initializer_list<quint32> patterns)
 
 bool sameBits(const QList<float>& a, const QList<float>& b)
 {
-    return a.size() == b.size() &&
-           std::memcmp(a.constData(), b.constData(), size_t(a.size()) * sizeof(float)) == 0;
+    if (a.isEmpty() || a.size() != b.size())
+        return a.size() == b.size();
+    return std::memcmp(a.constData(), b.constData(), size_t(a.size()) * sizeof(float)) == 0;
 }
 
 QString trackDifference(const Track& a, const Track& b)
