@@ -145,6 +145,8 @@ void VelaEngine::startPlayback()
     m_playing = true;
     m_mixedSinceStart = false;
     m_playoutWait.reset();
+    // The device asks for samples the moment it starts.
+    fillRing();
     m_outputNode->start();
     m_playTimer->start();
     updateDiagnosticsTimer();
@@ -167,12 +169,15 @@ void VelaEngine::pumpPlayback()
         return;
     if (m_diagnostics)
         m_figures.noteTick();
-    while (!transport::isAtEnd(*m_project)) {
-        if (m_outputNode->freeSamples() < kBlockSamples)
-            return;
+    fillRing();
+    if (transport::isAtEnd(*m_project))
+        finishPlayback();
+}
+
+void VelaEngine::fillRing()
+{
+    while (!transport::isAtEnd(*m_project) && m_outputNode->freeSamples() >= kBlockSamples)
         renderBlock();
-    }
-    finishPlayback();
 }
 
 void VelaEngine::renderBlock()

@@ -85,6 +85,7 @@ private:
     void listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
                   const char* rebuiltText);
     void pumpPlayback();
+    void fillRing();
     void pumpRecording();
     void renderBlock();
     void finishPlayback();

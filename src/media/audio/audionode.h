@@ -54,14 +54,15 @@ public:
     /// 1 to 384000 Hz is refused with a warning and leaves the node Unconfigured.
     void configure(const QAudioDevice& device, const QAudioFormat& format, quint64 ringFrames);
 
-    /// Configured → Running, with an empty ring: nothing of an earlier run is
-    /// ever heard or recorded. True as well when it is running already, which
+    /// Configured → Running, with what was written since `stop` in the ring:
+    /// nothing of an earlier run is ever heard or recorded. True as well when it is running already, which
     /// changes nothing. False, with a warning: not configured, the device is not
     /// there or did not open, or it did not answer. A device that is not there
     /// is started when it comes back, unless `stop` comes first.
     bool start();
 
-    /// Running → Configured: cut, not played out. Nothing if not running.
+    /// Running → Configured: cut, not played out; the ring is emptied. Nothing
+    /// else if not running.
     void stop();
 
     /// Sets the counts of trouble (underruns, dropped samples) to 0.

@@ -34,7 +34,7 @@ public:
     /// `ringFrames` frames of `channelCount` channels. Allocates.
     void prepare(quint64 channelCount, QAudioFormat::SampleFormat wireFormat, quint64 ringFrames);
 
-    /// A new run: an empty ring, nothing heard of an earlier one.
+    /// Between two runs: an empty ring, nothing heard of the earlier one.
     void begin();
 
     /// Takes over the counts of the stream that this one replaces, and its format.

@@ -141,7 +141,6 @@ bool NodeWorker::openForStart()
         m_deviceAbsent = false;
         createDevice(false);
     }
-    m_stream->begin();
     renewTransfer();
     m_rebuildInProgress = false;
     return startOrWarn() && deviceState() != QAudio::StoppedState;
@@ -177,6 +176,7 @@ void NodeWorker::stop()
     if (hasDevice())
         stopDevice();
     closeTransfer();
+    m_stream->begin();
 }
 
 QAudioDevice NodeWorker::currentDevice() const
