@@ -13,6 +13,7 @@ qt6-base-dev               pc:Qt6Widgets
 qt6-multimedia-dev         pc:Qt6Multimedia
 libgl1-mesa-dev            pc:gl
 libisal-dev                pc:libisal
+zlib1g-dev                 pc:zlib
 libqt6svg6                 -
 "
 

@@ -52,6 +52,12 @@ TrackHeaderWidget::TrackHeaderWidget(QWidget* parent)
     m_soloButton =
         addButton(row, tr("S"), tr("Solo"), QStringLiteral("background: #cc4; color: #333;"));
     connect(m_soloButton, &QPushButton::clicked, this, &TrackHeaderWidget::onSoloClicked);
+    // Assistive technology toggles a button without a click. Told later, for by then a
+    // click has done its work and leaves nothing to do.
+    connect(m_muteButton, &QPushButton::toggled, this, &TrackHeaderWidget::followToggles,
+            Qt::QueuedConnection);
+    connect(m_soloButton, &QPushButton::toggled, this, &TrackHeaderWidget::followToggles,
+            Qt::QueuedConnection);
     row->addStretch();
     column->addLayout(row);
     column->addStretch();
@@ -118,6 +124,16 @@ void TrackHeaderWidget::onSoloClicked()
         return;
     m_track->solo = m_soloButton->isChecked();
     emit soloToggled(m_track->solo);
+}
+
+void TrackHeaderWidget::followToggles()
+{
+    if (!m_track)
+        return;
+    if (m_track->muted != m_muteButton->isChecked())
+        onMuteClicked();
+    if (m_track->solo != m_soloButton->isChecked())
+        onSoloClicked();
 }
 
 void TrackHeaderWidget::mouseDoubleClickEvent(QMouseEvent* event)

@@ -49,6 +49,7 @@ private:
     QPushButton* addButton(QHBoxLayout* row, const QString& text, const QString& toolTip,
                            const QString& checkedColours);
     void showName();
+    void followToggles();
     void leaveEditor();
 
     TrackHandle m_track;

@@ -64,7 +64,7 @@ class Playback(case.EditorCase):
 
     def test_click_on_the_waveform_is_where_playback_starts(self):
         data = self.open_tune(2.0)
-        left, top, width, height = self.editor.waveform_area(0)
+        left, top, width, height = self.editor.waveform_area("tune")
         x = width // 3
         self.display.click(left + x, top + height // 2)
         frame = self.frame_at(x, width, data)
@@ -74,7 +74,7 @@ class Playback(case.EditorCase):
 
     def test_dragged_selection_is_what_is_heard(self):
         data = self.open_tune(2.0)
-        left, top, width, height = self.editor.waveform_area(0)
+        left, top, width, height = self.editor.waveform_area("tune")
         first, last = width // 2, width // 4
         y = top + height // 2
         self.display.drag((left + first, y), (left + last, y))

@@ -12,8 +12,8 @@ class Projects(case.EditorCase):
         self.editor.open_audio(path)
         return data
 
-    def save_as(self, name):
-        path = self.folder / name
+    def save(self):
+        path = self.folder / f"{self._testMethodName}.vela"
         self.editor.save(path)
         wait_until(path.exists, 10, "the project to be written")
         return path
@@ -26,7 +26,7 @@ class Projects(case.EditorCase):
 
     def test_saved_project_is_heard_the_same_in_another_run(self):
         data = self.open_tune()
-        path = self.save_as("kept.vela")
+        path = self.save()
         self.assertEqual(self.editor.close(), 0)
         again = self.start()
         again.open(path)
@@ -48,7 +48,7 @@ class Projects(case.EditorCase):
 
     def test_saved_project_is_replaced_without_a_question(self):
         self.open_tune()
-        self.save_as("kept.vela")
+        self.save()
         self.display.key("ctrl+n")
         wait_until(lambda: self.editor.track_names() == [], 5, "the empty project")
         self.assertEqual(self.display.find_windows(QUESTION), [])

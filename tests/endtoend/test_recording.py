@@ -32,7 +32,7 @@ class Recording(case.EditorCase):
     def test_second_take_is_a_track_of_its_own(self):
         path, both_sides = self.spoken(0.5)
         self.record(path)
-        self.controls.press("M", 0)
+        self.controls.press(f"Mute {TAKE}")
         self.record(path)
         self.assertEqual(self.editor.track_names(), [TAKE, TAKE])
         samples.require_exact(self.play_to_the_end(40), both_sides)

@@ -1,6 +1,7 @@
 #include "support/logcatcher.h"
 #include "widgets/trackheaderwidget.h"
 
+#include <QAccessible>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -20,6 +21,12 @@ private:
                 return candidate;
         }
         return nullptr;
+    }
+
+    static void toggleByAssistiveTechnology(QPushButton* button)
+    {
+        QAccessibleInterface* const control = QAccessible::queryAccessibleInterface(button);
+        control->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
     }
 
     [[nodiscard]] QLabel* label() const { return m_header->findChild<QLabel*>(); }
@@ -279,6 +286,28 @@ private slots:
         m_header->setTrack({});
         QCOMPARE(button("M")->accessibleName(), "Mute");
         QCOMPARE(button("S")->accessibleName(), "Solo");
+    }
+
+    void assistiveTechnologyTogglesAsAClickDoes()
+    {
+        QSignalSpy mutes(m_header.get(), &TrackHeaderWidget::muteToggled);
+        QSignalSpy solos(m_header.get(), &TrackHeaderWidget::soloToggled);
+        toggleByAssistiveTechnology(button("M"));
+        QTRY_VERIFY(m_track->muted);
+        toggleByAssistiveTechnology(button("S"));
+        QTRY_VERIFY(m_track->solo);
+        toggleByAssistiveTechnology(button("M"));
+        QTRY_VERIFY(!m_track->muted);
+        QCOMPARE(mutes, (QList<QList<QVariant>>{{true}, {false}}));
+        QCOMPARE(solos, (QList<QList<QVariant>>{{true}}));
+    }
+
+    void aClickIsCountedOnceAfterEverythingPendingIsDone()
+    {
+        QSignalSpy mutes(m_header.get(), &TrackHeaderWidget::muteToggled);
+        button("M")->click();
+        QCoreApplication::processEvents();
+        QCOMPARE(mutes, (QList<QList<QVariant>>{{true}}));
     }
 
     void tabGoesFromNameToMuteToSolo()

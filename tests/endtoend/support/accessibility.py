@@ -11,7 +11,6 @@ from .processes import Failure, Process, wait_until
 
 START_SECONDS = 15.0
 FIND_SECONDS = 15.0
-MENU_ENTRIES = ("menu item", "check menu item", "radio menu item")
 BUTTONS = ("push button", "toggle button", "check box")
 
 
@@ -65,13 +64,15 @@ class Application:
             if child is not None:
                 yield from self._walk(child)
 
-    def all(self, roles, name=None, showing=True):
-        """Controls of one of the roles (and of that name) in the order of the tree."""
+    def all(self, roles=None, name=None, prefix="", showing=True):
+        """Controls of one of the roles, of that name or beginning of a name, in tree order."""
         roles = (roles,) if isinstance(roles, str) else roles
         found = []
         try:
             for node in self._walk(self._root):
-                if node.getRoleName() not in roles or (name is not None and node.name != name):
+                if roles is not None and node.getRoleName() not in roles:
+                    continue
+                if not node.name.startswith(prefix) or (name is not None and node.name != name):
                     continue
                 if not showing or node.getState().contains(self._atspi.STATE_SHOWING):
                     found.append(node)
@@ -79,16 +80,16 @@ class Application:
             return []
         return found
 
-    def find(self, roles, name=None, index=0, timeout=FIND_SECONDS):
+    def find(self, roles=None, name=None, timeout=FIND_SECONDS):
         def look():
             nodes = self.all(roles, name)
-            return nodes[index] if len(nodes) > index else None
+            return nodes[0] if nodes else None
 
-        return wait_until(look, timeout, f"a {roles} named {name!r} in the window")
+        return wait_until(look, timeout, f"a {roles or 'control'} named {name!r} in the window")
 
-    def press(self, name, index=0):
+    def press(self, name):
         """What a screen reader's user does to press a button."""
-        button = self.find(BUTTONS, name, index)
+        button = self.find(BUTTONS, name)
         actions = button.queryAction()
         names = [actions.getName(i).lower() for i in range(actions.nActions)]
         for wanted in ("press", "toggle"):
@@ -97,17 +98,11 @@ class Application:
                 return
         raise Failure(f"the button {name!r} offers only {names}")
 
-    def choose(self, name):
-        """Chooses an entry of the open menu."""
-        entry = self.find(MENU_ENTRIES, name)
-        entry.queryAction().doAction(0)
-        wait_until(lambda: not self.all(MENU_ENTRIES, name), FIND_SECONDS, "the menu to close")
+    def is_checked(self, name):
+        return self.find(BUTTONS, name).getState().contains(self._atspi.STATE_CHECKED)
 
-    def is_checked(self, name, index=0):
-        return self.find(BUTTONS, name, index).getState().contains(self._atspi.STATE_CHECKED)
-
-    def is_enabled(self, name, index=0):
-        return self.find(BUTTONS, name, index).getState().contains(self._atspi.STATE_ENABLED)
+    def is_enabled(self, name):
+        return self.find(BUTTONS, name).getState().contains(self._atspi.STATE_ENABLED)
 
     def area(self, node):
         """Left, top, width and height on the screen, in pixels."""

@@ -67,6 +67,13 @@ class Display:
             return []
         return [int(line) for line in output.split()]
 
+    def windows_of(self, pid):
+        """Every visible window of a program, menus too."""
+        try:
+            return self._xdotool("search", "--onlyvisible", "--pid", pid).split()
+        except Failure:
+            return []
+
     def wait_for_window(self, title, timeout=WINDOW_SECONDS):
         return wait_until(lambda: self.find_windows(title), timeout, f'the window "{title}"')[-1]
 

@@ -8,7 +8,7 @@ import time
 from pathlib import Path
 
 from .accessibility import BUTTONS, Application, SessionBus, bus_environment
-from .display import Display
+from .display import RIGHT, Display
 from .processes import Failure, Process, wait_until
 from .sound import SoundServer
 
@@ -20,6 +20,8 @@ START_SECONDS = 10.0
 CLOSE_SECONDS = 10.0
 TYPED_SECONDS = 3.0
 TYPING_DELAYS_MS = (8, 40, 120, 250)
+MUTE, SOLO = "Mute ", "Solo "
+SCOPE_MODES = ("Waveform", "Spectrum", "Level")
 PLAY, STOP, RECORD = "Play", "Stop", "Rec"
 _POSITION = re.compile(r"\d{2,}:\d{2}:\d{2}\.\d{3}")
 
@@ -149,27 +151,42 @@ class Editor:
         return time.monotonic() - begin
 
     def track_names(self):
-        """What the label beside each Mute button says."""
-        names = []
-        for mute in self.controls.all(BUTTONS, "M"):
-            header = mute.parent
-            names += [header.getChildAtIndex(i).name for i in range(header.childCount)
-                      if header.getChildAtIndex(i).getRoleName() == "label"]
-        return names
+        """The tracks from top to bottom, by the names of their Mute buttons."""
+        buttons = self.controls.all(BUTTONS, prefix=MUTE)
+        buttons.sort(key=lambda button: self.controls.area(button)[1])
+        return [button.name.removeprefix(MUTE) for button in buttons]
 
-    def waveform_area(self, index):
-        """Left, top, width, height of a strip's waveform, to the right of its header."""
-        mute = self.controls.find(BUTTONS, "M", index)
-        strip = mute.parent.parent
-        left, top, width, height = self.controls.area(strip)
-        header_width = self.controls.area(mute.parent)[2]
-        return left + header_width, top, width - header_width, height
+    def header_area(self, track):
+        """Left, top, width and height of the part of the strip that has the name."""
+        return self.controls.area(self.controls.find(BUTTONS, MUTE + track).parent)
 
-    def scope_point(self):
-        """A place on the scope: under the toolbar, above the strips, left of the stereo view."""
-        left, _, width, _ = self.display.geometry(self.window)
-        button = self.controls.area(self.controls.find(BUTTONS, PLAY))
-        return left + width // 4, button[1] + button[3] + 40 * self.scale
+    def waveform_area(self, track):
+        return self.controls.area(self.controls.find(None, f"Waveform of {track}"))
+
+    def scope_area(self):
+        return self.controls.area(self.controls.find(None, "Audio scope"))
+
+    def choose_scope(self, mode):
+        """The scope's context menu, by mouse and keys: the toolkit hides menus from others."""
+        left, top, width, height = self.scope_area()
+        before = len(self.display.windows_of(self.process.pid))
+        self.display.click(left + width // 2, top + height // 2, RIGHT)
+        self._wait_for_windows(before + 1, "the menu to open")
+        self.display.key(*["Down"] * (SCOPE_MODES.index(mode) + 1), "Return")
+        self._wait_for_windows(before, "the menu to close")
+
+    def _wait_for_windows(self, count, what):
+        wait_until(lambda: len(self.display.windows_of(self.process.pid)) == count,
+                   START_SECONDS, what)
+
+    def rename(self, track, text):
+        """A double-click on the name, the new name, Return."""
+        left, top, width, _ = self.header_area(track)
+        self.display.click(left + width // 2, top + 14 * self.scale, times=2)
+        self.controls.find("text", "Track name")
+        self.display.key("ctrl+a")
+        self.display.type(text)
+        self.display.key("Return")
 
     def is_playing(self):
         return self.controls.is_checked(PLAY)

@@ -70,7 +70,6 @@ class Process:
             raise Failure(f"{self.name} still runs after {timeout:g} s") from None
 
     def log(self):
-        self._log.flush()
         with open(self.log_path, "rb") as file:
             return file.read().decode("utf-8", "replace")
 

@@ -9,13 +9,10 @@ from .samples import BYTES_PER_SAMPLE, STEREO
 RATE = 44100
 START_SECONDS = 15.0
 
-# A sink that takes on a new player takes back the silence that it rendered ahead, and
-# what a listener has been handed already is lost to it. So the listener has to be
-# slower than any player; the players themselves ask for far less than this.
-LISTEN_LATENCY_MS = 500
-FEED_LATENCY_MS = 120
-
-_NULL_SINK = "module-null-sink sink_name={name} rate={rate} channels={channels} format=float32le"
+# A null sink renders silence ahead and takes it back when a player arrives; what a
+# listener has been handed of it by then would hide the beginning of the sound.
+_NULL_SINK = ("module-null-sink sink_name={name} rate={rate} channels={channels} "
+              "format=float32le norewinds=1")
 
 
 class SoundServer:
@@ -63,7 +60,7 @@ class SoundServer:
     def feed(self, path):
         """Plays a float file without a header into the microphone; returns when it is through."""
         run(["pacat", "--playback", "-d", "micfeed", "--format=float32le", f"--rate={self.rate}",
-             "--channels=1", "--raw", f"--latency-msec={FEED_LATENCY_MS}", path], self.environment, timeout=600.0)
+             "--channels=1", "--raw", path], self.environment, timeout=600.0)
 
     def unplug(self, sink):
         self.control("unload-module", self._modules.pop(sink))
@@ -107,7 +104,7 @@ class Capture:
     def __enter__(self):
         self._process = Process(
             ["parec", "-d", self._source, "--format=float32le", f"--rate={self._server.rate}",
-             f"--channels={self._channels}", "--raw", f"--latency-msec={LISTEN_LATENCY_MS}", self.path],
+             f"--channels={self._channels}", "--raw", "--latency-msec=50", self.path],
             self._server._folder / "parec.log", self._server.environment)
         wait_until(lambda: self.frames() > 0, START_SECONDS, f"{self._source} to be recorded")
         return self
