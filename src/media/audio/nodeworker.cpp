@@ -33,6 +33,7 @@ NodeWorker::NodeWorker(const NodeWords& words, std::shared_ptr<NodeStream> strea
     , m_stream(std::move(stream))
 {
     checkPointers(this, this);
+    connect(this, &NodeWorker::rebuildAsked, this, &NodeWorker::rebuildInRun, Qt::QueuedConnection);
 }
 
 NodeWorker::~NodeWorker() = default;
@@ -243,12 +244,14 @@ void NodeWorker::onDeviceListChanged()
 
 void NodeWorker::queueRebuild()
 {
+    emit rebuildAsked(m_run);
+}
+
+void NodeWorker::rebuildInRun(quint64 run)
+{
     // What was asked for in one run must not tear up the next one.
-    const auto rebuildThisRun = [this, run = m_run.load()] {
-        if (run == m_run)
-            rebuild();
-    };
-    QMetaObject::invokeMethod(this, rebuildThisRun, Qt::QueuedConnection);
+    if (run == m_run)
+        rebuild();
 }
 
 void NodeWorker::reportAtTick(qint64 /*nowMs*/) {}

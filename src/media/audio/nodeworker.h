@@ -82,6 +82,9 @@ signals:
     void audioUnhealthy(const QString& reason);
     void audioHealthy();
 
+    /// From any thread to the device thread: rebuild, if that run still lasts.
+    void rebuildAsked(quint64 run);
+
 protected:
     // What the two kinds of node do differently, all on the device thread.
 
@@ -134,6 +137,7 @@ private:
     void handleDrop(QAudio::State state, QAudio::Error error);
     void handleError(QAudio::Error error);
     void queueRebuild();
+    void rebuildInRun(quint64 run);
 
     template <typename Action>
     auto withWatchdog(Action action)
