@@ -1,6 +1,7 @@
 #include "ratio.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -49,6 +50,20 @@ double median(std::vector<double> values)
     return *middle;
 }
 
+std::string number(const std::optional<double>& value, const char* without)
+{
+    if (!value)
+        return without;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.5g", *value);
+    return text.data();
+}
+
+const char* boundName(Bound bound)
+{
+    return bound == Bound::AtMost ? "at most" : "at least";
+}
+
 } // namespace
 
 Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds, double minSampleMs,
@@ -92,9 +107,15 @@ Report::~Report()
     for (const Row& row : m_rows) {
         std::fprintf(file,
                      "%s  {\"row\": \"%s\", \"unit\": \"%s\", \"figure\": %.6g, "
-                     "\"reference\": %.6g, \"ratio\": %.4f, \"target\": %.4g, \"met\": %s}",
-                     separator, row.name.c_str(), row.unit.c_str(), row.figure, row.reference,
-                     row.ratio, row.target, row.ratio <= row.target ? "true" : "false");
+                     "\"reference\": %s, \"ratio\": %s, \"target\": %s, \"bound\": \"%s\", "
+                     "\"met\": %s}",
+                     separator, row.name.c_str(), row.unit.c_str(), row.figure,
+                     number(row.reference, "null").c_str(),
+                     row.reference ? number(row.ratio, "null").c_str() : "null",
+                     number(row.target, "null").c_str(), boundName(row.bound),
+                     !row.target   ? "null"
+                     : row.isMet() ? "true"
+                                   : "false");
         separator = ",\n";
     }
     std::fprintf(file, "\n]\n");
@@ -112,29 +133,53 @@ void Report::compare(const std::string& row, const Kernel& reference, const Kern
     if (!wants(row))
         return;
     const Times times = timeTurnAbout(reference, product, rounds, kMinSampleMs, clock);
-    keep({row, "ns", times.figureNs, times.referenceNs, times.ratio, target});
+    keep({row, "ns", times.figureNs, times.referenceNs, times.ratio, target, Bound::AtMost});
 }
 
 void Report::add(const std::string& row, double figure, double reference, double target,
                  const std::string& unit)
 {
     if (wants(row))
-        keep({row, unit, figure, reference, figure / reference, target});
+        keep({row, unit, figure, reference, figure / reference, target, Bound::AtMost});
+}
+
+void Report::bound(const std::string& row, double figure, Bound kind, double target,
+                   const std::string& unit)
+{
+    if (wants(row))
+        keep({row, unit, figure, {}, 0, target, kind});
+}
+
+void Report::tell(const std::string& row, double figure, const std::string& unit)
+{
+    if (wants(row))
+        keep({row, unit, figure, {}, 0, {}, Bound::AtMost});
 }
 
 int Report::exitCode() const
 {
-    return std::all_of(m_rows.begin(), m_rows.end(),
-                       [](const Row& row) { return row.ratio <= row.target; })
+    return std::all_of(m_rows.begin(), m_rows.end(), [](const Row& row) { return row.isMet(); })
                ? 0
                : 1;
 }
 
+bool Report::Row::isMet() const
+{
+    if (!target)
+        return true;
+    const double judged = reference ? ratio : figure;
+    return bound == Bound::AtMost ? judged <= *target : judged >= *target;
+}
+
 void Report::keep(const Row& row)
 {
-    std::printf("%s | %.6g %s | %.6g %s | %.3f | %.3g | %s\n", row.name.c_str(), row.figure,
-                row.unit.c_str(), row.reference, row.unit.c_str(), row.ratio, row.target,
-                row.ratio <= row.target ? "yes" : "NO");
+    std::printf("%s | %.6g %s | %s | %s | %s %s | %s\n", row.name.c_str(), row.figure,
+                row.unit.c_str(), number(row.reference, "-").c_str(),
+                row.reference ? number(row.ratio, "-").c_str() : "-", boundName(row.bound),
+                number(row.target, "-").c_str(),
+                !row.target   ? "-"
+                : row.isMet() ? "yes"
+                              : "NO");
     std::fflush(stdout);
     m_rows.push_back(row);
 }

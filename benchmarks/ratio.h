@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ struct Times {
 Times timeTurnAbout(const Kernel& reference, const Kernel& product, int rounds = 15,
                     double minSampleMs = 4.0, Clock clock = Clock::Wall);
 
+enum class Bound { AtMost, AtLeast };
+
 /// Collects the rows of one benchmark program, prints each as
 /// `row | figure | reference | ratio | target | met`, and on destruction
 /// writes them all to the file given as `--json FILE`.
@@ -53,6 +56,13 @@ public:
     void add(const std::string& row, double figure, double reference, double target,
              const std::string& unit);
 
+    /// Adds a row that stands beside a bound instead of a reference.
+    void bound(const std::string& row, double figure, Bound kind, double target,
+               const std::string& unit);
+
+    /// Adds a row that is told and not judged.
+    void tell(const std::string& row, double figure, const std::string& unit);
+
     /// 0 when every row is met, 1 otherwise: the program's exit code.
     [[nodiscard]] int exitCode() const;
 
@@ -61,9 +71,12 @@ private:
         std::string name;
         std::string unit;
         double figure = 0;
-        double reference = 0;
+        std::optional<double> reference; ///< none: `target` bounds the figure itself
         double ratio = 0;
-        double target = 0;
+        std::optional<double> target; ///< none: told only
+        Bound bound = Bound::AtMost;
+
+        [[nodiscard]] bool isMet() const;
     };
 
     void keep(const Row& row);

@@ -1,5 +1,5 @@
 # What building, testing and touring need, and how it gets onto the machine.
-# Sourced by ./run and ./test; expects scripts/common.sh.
+# Sourced by ./run, ./test and ./bench; expects scripts/common.sh.
 #
 # One line each: Debian package, then how another system shows that it has it
 # (cmd: a command, pc: a pkg-config module, "-" where only Debian is asked).
@@ -54,6 +54,21 @@ clang-tidy                 cmd:clang-tidy
 
 kCoverageDependencies="
 gcovr                      cmd:gcovr
+"
+
+kBenchDependencies="
+libbenchmark-dev           pc:benchmark
+libboost-dev               -
+python3                    cmd:python3
+util-linux                 cmd:taskset
+xvfb                       cmd:Xvfb
+xauth                      cmd:xauth
+xdotool                    cmd:xdotool
+x11-utils                  cmd:xprop
+openbox                    cmd:openbox
+pulseaudio                 cmd:pulseaudio
+pulseaudio-utils           cmd:pactl
+ffmpeg                     cmd:ffmpeg
 "
 
 is_debian()
