@@ -55,10 +55,11 @@ public:
     void configure(const QAudioDevice& device, const QAudioFormat& format, quint64 ringFrames);
 
     /// Configured → Running, with what was written since `stop` in the ring:
-    /// nothing of an earlier run is ever heard or recorded. True as well when it is running already, which
-    /// changes nothing. False, with a warning: not configured, the device is not
-    /// there or did not open, or it did not answer. A device that is not there
-    /// is started when it comes back, unless `stop` comes first.
+    /// nothing of an earlier run is ever heard or recorded. True as well when it
+    /// is running already, which changes nothing. False, with a warning: not
+    /// configured, the device is not there or did not open, or it did not
+    /// answer. A device that is not there is started when it comes back, unless
+    /// `stop` comes first.
     bool start();
 
     /// Running → Configured: cut, not played out; the ring is emptied. Nothing

@@ -34,7 +34,8 @@ std::unique_ptr<AudioInputNode::CaptureDevice> InputWorker::makeTransfer() const
 
 bool InputWorker::isPresent(const QByteArray& id) const
 {
-    return manager().isInputPresent(id);
+    // Before its first answer the manager would only complain of this thread.
+    return manager().isAudioReady() && manager().isInputPresent(id);
 }
 
 QAudioDevice InputWorker::findDevice(const QString& key) const

@@ -94,7 +94,8 @@ void OutputWorker::dropDevice()
 
 bool OutputWorker::isPresent(const QByteArray& id) const
 {
-    return manager().isOutputPresent(id);
+    // Before its first answer the manager would only complain of this thread.
+    return manager().isAudioReady() && manager().isOutputPresent(id);
 }
 
 QAudioDevice OutputWorker::findDevice(const QString& key) const
