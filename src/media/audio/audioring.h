@@ -2,8 +2,10 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -60,6 +62,12 @@ public:
 
 private:
     using Index = std::atomic<quint64>;
+
+    static void copySamples(float* to, const float* from, quint64 count)
+    {
+        std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(float));
+    }
+
     static_assert(Index::is_always_lock_free, "a device callback must never meet a lock");
     static_assert(std::is_trivially_copyable_v<float>, "samples move by block copies");
 
@@ -80,5 +88,66 @@ private:
     alignas(kCacheLineBytes) Index m_readIndex = 0;
     quint64 m_writeIndexSeen = 0;
 };
+
+// Here, so that they merge into their callers: a block's copy takes so little
+// time that the calls themselves would be felt.
+
+inline quint64 AudioRing::write(const float* source, quint64 count)
+{
+    if (m_slots.empty() || !source)
+        return 0;
+    const quint64 mask = m_mask;
+    // relaxed: only this side stores the write index.
+    const quint64 writeAt = m_writeIndex.load(std::memory_order_relaxed);
+    quint64 room = mask - ((writeAt - m_readIndexSeen) & mask);
+    if (room < count) [[unlikely]] {
+        // acquire: pairs with the release in read(); the slots given back there
+        // have been copied out before they are overwritten here.
+        m_readIndexSeen = m_readIndex.load(std::memory_order_acquire);
+        room = mask - ((writeAt - m_readIndexSeen) & mask);
+    }
+    const quint64 taken = std::min(room, count);
+    const quint64 next = (writeAt + taken) & mask;
+    float* const storage = m_slots.data();
+    if (next >= writeAt) [[likely]] {
+        copySamples(storage + writeAt, source, taken);
+    } else {
+        copySamples(storage + writeAt, source, taken - next);
+        copySamples(storage, source + (taken - next), next);
+    }
+    // release: pairs with the acquire in read() and available(); the samples are
+    // in their slots before the consumer is told of them.
+    m_writeIndex.store(next, std::memory_order_release);
+    return taken;
+}
+
+inline quint64 AudioRing::read(float* destination, quint64 count)
+{
+    if (m_slots.empty() || !destination)
+        return 0;
+    const quint64 mask = m_mask;
+    // relaxed: only this side stores the read index.
+    const quint64 readAt = m_readIndex.load(std::memory_order_relaxed);
+    quint64 waiting = (m_writeIndexSeen - readAt) & mask;
+    if (waiting < count) [[unlikely]] {
+        // acquire: pairs with the release in write(); the samples announced there
+        // are visible here.
+        m_writeIndexSeen = m_writeIndex.load(std::memory_order_acquire);
+        waiting = (m_writeIndexSeen - readAt) & mask;
+    }
+    const quint64 given = std::min(waiting, count);
+    const quint64 next = (readAt + given) & mask;
+    const float* const storage = m_slots.data();
+    if (next >= readAt) [[likely]] {
+        copySamples(destination, storage + readAt, given);
+    } else {
+        copySamples(destination, storage + readAt, given - next);
+        copySamples(destination + (given - next), storage, next);
+    }
+    // release: pairs with the acquire in write() and freeSamples(); the samples
+    // are copied out before the producer may reuse their slots.
+    m_readIndex.store(next, std::memory_order_release);
+    return given;
+}
 
 } // namespace media::audio
