@@ -26,8 +26,8 @@ void NodeWatchdog::markStartIntent(qint64 nowMs)
 
 void NodeWatchdog::markStopped()
 {
-    m_state.awaitingActiveSince = kUnset;
-    forgetProgress();
+    forgetFaults();
+    m_state.lockoutUntil = kUnset;
 }
 
 bool NodeWatchdog::evaluate(bool active, qint64 counter, qint64 nowMs)
@@ -209,6 +209,12 @@ WatchdogTick::Health NodeWatchdog::judgeHealth(qint64 nowMs)
 
 void NodeWatchdog::resetAfterRecovery(qint64 nowMs)
 {
+    forgetFaults();
+    m_state.lockoutUntil = nowMs + kPostRecoveryLockoutMs;
+}
+
+void NodeWatchdog::forgetFaults()
+{
     m_counterAtGiveUp = kUnset;
     m_state.rebuildCount = 0;
     m_state.gaveUp = false;
@@ -219,7 +225,6 @@ void NodeWatchdog::resetAfterRecovery(qint64 nowMs)
     m_state.gaveUpAt = kUnset;
     m_state.lastEvalAt = kUnset;
     m_state.clockJumped = false;
-    m_state.lockoutUntil = nowMs + kPostRecoveryLockoutMs;
 }
 
 } // namespace media::audio

@@ -34,7 +34,8 @@ struct WatchdogTick {
 ///
 /// Watching → (20 rebuilds were not enough) GaveUp → (the counter moves while
 /// active) Locked out for 30 s → Watching. While given up a rebuild is tried
-/// once a minute, and after five minutes the stream is called unhealthy.
+/// once a minute, and after five minutes the stream is called unhealthy. A stop
+/// leads from each of these back to Watching.
 ///
 /// Not thread-safe: the node guards every call with its watchdog mutex. Never
 /// blocks, never allocates, never logs, emits nothing.
@@ -78,8 +79,9 @@ public:
     /// The device ought to become active; an earlier intent keeps its time.
     void markStartIntent(qint64 nowMs);
 
-    /// The device was stopped on purpose. What the counter did before says
-    /// nothing about the next stream, so that is forgotten too.
+    /// Any → Watching: the device was stopped on purpose. What became of this
+    /// stream says nothing about the next one, so all of it is forgotten, but for
+    /// its having been called unhealthy: the next tick takes that back.
     void markStopped();
 
     /// Judges the stream; true asks for a rebuild. `active`: the device is in
@@ -110,6 +112,7 @@ private:
     bool countRebuild(qint64 nowMs);
     WatchdogTick::Health judgeHealth(qint64 nowMs);
     void resetAfterRecovery(qint64 nowMs);
+    void forgetFaults();
 
     State m_state;
     qint32 m_frozenTicks = 0;

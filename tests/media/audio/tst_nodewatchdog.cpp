@@ -160,15 +160,67 @@ private slots:
         QCOMPARE(watchdog.state(), (State{.awaitingActiveSince = 100}));
     }
 
-    void markStoppedForgetsTheIntentAndTheStreamsProgress()
+    void markStoppedForgetsAllFaultsAndKeepsTheSettings()
     {
-        NodeWatchdog watchdog(State{.rebuildCount = 4,
+        NodeWatchdog watchdog(State{.minRebuildIntervalMs = 1,
+                                    .maxRebuilds = 2,
+                                    .rebuildCount = 2,
                                     .lastRebuildAt = 50,
+                                    .gaveUp = true,
+                                    .stallMs = 3,
                                     .lastCounter = 7,
                                     .lastProgressAt = 60,
-                                    .awaitingActiveSince = 70});
+                                    .awaitingActiveSince = 70,
+                                    .lockoutUntil = 80,
+                                    .postGiveUpRetryMs = 4,
+                                    .lastRetryAt = 90,
+                                    .gaveUpAt = 100,
+                                    .unhealthyAfterMs = 5,
+                                    .tickIntervalMs = 6,
+                                    .lastEvalAt = 110,
+                                    .clockJumped = true});
         watchdog.markStopped();
-        QCOMPARE(watchdog.state(), (State{.rebuildCount = 4, .lastRebuildAt = 50}));
+        QCOMPARE(watchdog.state(), (State{.minRebuildIntervalMs = 1,
+                                          .maxRebuilds = 2,
+                                          .stallMs = 3,
+                                          .postGiveUpRetryMs = 4,
+                                          .unhealthyAfterMs = 5,
+                                          .tickIntervalMs = 6}));
+    }
+
+    void stopAfterAGiveUpMakesAFreshStart()
+    {
+        Simulation simulation;
+        simulation.flowing = false;
+        simulation.runUntil(400000);
+        QCOMPARE(simulation.unhealthy, 1);
+        QVERIFY(simulation.watchdog.state().gaveUp);
+        simulation.watchdog.markStopped();
+
+        const int before = simulation.gaveUpTicks;
+        const int rebuildsBefore = simulation.rebuilds;
+        simulation.watchdog.markStartIntent(simulation.nowMs);
+        simulation.tick();
+        QCOMPARE(simulation.gaveUpTicks, before);
+        QCOMPARE(simulation.healthy, 1);
+        // Noted at the first tick, frozen for the 3000 ms after it.
+        simulation.runUntil(400000 + 3000);
+        QCOMPARE(simulation.rebuilds, rebuildsBefore);
+        simulation.tick();
+        QCOMPARE(simulation.rebuilds, rebuildsBefore + 1);
+        QCOMPARE(simulation.watchdog.state().rebuildCount, 1);
+        QVERIFY(simulation.recoveries.isEmpty());
+    }
+
+    void counterAtAGiveUpBeforeTheStopIsNoMeasureForTheNextOne()
+    {
+        NodeWatchdog watchdog(State{.maxRebuilds = 0, .lastCounter = 10, .lastProgressAt = 0});
+        QVERIFY(watchdog.tick(true, 10, 3000).gaveUp);
+        watchdog.markStopped();
+        QVERIFY(!watchdog.onError(QAudio::FatalError, 3100));
+        const WatchdogTick found = watchdog.tick(true, 5000, 3250);
+        QVERIFY(found.gaveUp);
+        QVERIFY(!found.recovery.has_value());
     }
 
     void aGapBetweenEvaluationsIsASuspendAndStartsTheWaitingAnew_data()
