@@ -12,6 +12,8 @@ ccache                     cmd:ccache
 qt6-base-dev               pc:Qt6Widgets
 qt6-multimedia-dev         pc:Qt6Multimedia
 libgl1-mesa-dev            pc:gl
+pkg-config                 cmd:pkg-config
+libpulse-dev               pc:libpulse
 libisal-dev                pc:libisal
 zlib1g-dev                 pc:zlib
 libqt6svg6                 -

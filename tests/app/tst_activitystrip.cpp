@@ -30,6 +30,8 @@ private slots:
     void init()
     {
         m_log = std::make_unique<LogCatcher>();
+        // Said of every window that its layout gives a least size.
+        m_log->tolerate(QtWarningMsg, "propagateSizeHints");
         m_window = std::make_unique<QWidget>();
         m_layout = new QVBoxLayout(m_window.get());
         m_layout->addWidget(new QLabel(QStringLiteral("toolbar")));
