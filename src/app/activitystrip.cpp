@@ -7,6 +7,8 @@
 #include <QPushButton>
 #include <QTimer>
 
+#include <utility>
+
 namespace {
 
 constexpr int kBarHeight = 12;
@@ -50,7 +52,7 @@ ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
     hide();
 }
 
-void ActivityStrip::showWork(const QString& what, bool canCancel)
+void ActivityStrip::showWork(const QString& what, const QString& cancelToolTip)
 {
     m_timer->stop();
     m_working = true;
@@ -60,8 +62,8 @@ void ActivityStrip::showWork(const QString& what, bool canCancel)
     m_progress->setAccessibleName(what);
     m_progress->show();
     m_button->setText(tr("Cancel"));
-    m_button->setToolTip(tr("Stop and leave everything as it was"));
-    m_button->setVisible(canCancel);
+    m_button->setToolTip(cancelToolTip);
+    m_button->setVisible(!cancelToolTip.isEmpty());
     enterLayout();
 }
 
@@ -73,7 +75,10 @@ void ActivityStrip::showProgress(int percent)
 
 void ActivityStrip::showMessage(const QString& message)
 {
-    m_working = false;
+    if (m_working) {
+        m_pending = message;
+        return;
+    }
     m_text->setText(message);
     m_text->setToolTip(tr("Click to close this message"));
     m_progress->hide();
@@ -84,10 +89,18 @@ void ActivityStrip::showMessage(const QString& message)
     m_timer->start();
 }
 
+void ActivityStrip::endWork()
+{
+    m_working = false;
+    if (m_pending.isEmpty())
+        dismiss();
+    else
+        showMessage(std::exchange(m_pending, {}));
+}
+
 void ActivityStrip::dismiss()
 {
     m_timer->stop();
-    m_working = false;
     m_home->removeWidget(this);
     hide();
 }

@@ -12,7 +12,8 @@ class QTimer;
 ///
 /// Idle → working (a progress bar with what is being done, and a cancel button
 /// where that is possible) → idle; idle → message (goes away by itself, by a
-/// click or by the keyboard) → idle. While idle it is not part of the layout.
+/// click or by the keyboard) → idle. A message that comes while working waits
+/// until the work has ended. While idle it is not part of the layout.
 class ActivityStrip : public QFrame {
     Q_OBJECT
 
@@ -23,16 +24,20 @@ public:
     /// Borrows `home`, where the strip stands at `index` while it is shown.
     ActivityStrip(QBoxLayout* home, int index, QWidget* parent);
 
-    /// Any → working. The bar is busy until the first progress().
-    void showWork(const QString& what, bool canCancel);
+    /// Any → working. The bar is busy until the first showProgress(). The cancel
+    /// button says `cancelToolTip`; there is none if that is empty.
+    void showWork(const QString& what, const QString& cancelToolTip);
 
     /// Moves the bar; 0 to 100.
     void showProgress(int percent);
 
-    /// Any → message.
+    /// Idle or message → message; working: shown when the work ends.
     void showMessage(const QString& message);
 
-    /// Any → idle.
+    /// Working → idle, or message if one has come meanwhile.
+    void endWork();
+
+    /// Message → idle.
     void dismiss();
 
 signals:
@@ -51,4 +56,5 @@ private:
     QPushButton* m_button;
     QTimer* m_timer;
     bool m_working = false;
+    QString m_pending; ///< came while working
 };

@@ -10,17 +10,20 @@
 /// Marks work as running and keeps the exclusive controls disabled meanwhile.
 class FileWork::Exclusive {
 public:
-    explicit Exclusive(FileWork* work)
+    Exclusive(FileWork* work, bool needsProjectUnchanged)
         : m_work(work)
     {
         m_work->m_running = true;
+        m_work->m_needsProjectUnchanged = needsProjectUnchanged;
         setControlsEnabled(false);
+        emit m_work->started();
     }
 
     ~Exclusive()
     {
         setControlsEnabled(true);
         m_work->m_running = false;
+        m_work->m_needsProjectUnchanged = false;
         emit m_work->finished();
     }
 
@@ -46,50 +49,50 @@ FileWork::FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* par
 
 TrackHandle FileWork::importAudio(const QString& path)
 {
-    const Exclusive running(this);
+    const Exclusive running(this, false);
     AudioImporter importer;
     QString failure;
     connect(&importer, &AudioImporter::progressChanged, m_strip, &ActivityStrip::showProgress);
     connect(&importer, &AudioImporter::errorOccurred, this,
             [&failure](const QString& message) { failure = message; });
     connect(this, &FileWork::endRequested, &importer, &AudioImporter::cancel);
-    m_strip->showWork(tr("Opening %1…").arg(QFileInfo(path).fileName()), true);
+    m_strip->showWork(tr("Opening %1…").arg(QFileInfo(path).fileName()),
+                      tr("Stop and leave everything as it was"));
     TrackHandle track = importer.importFile(path);
-    showOutcome(failure);
+    endWork(failure);
     return track;
 }
 
 void FileWork::load(const QString& path, const ProjectHandle& project)
 {
-    const Exclusive running(this);
+    const Exclusive running(this, true);
     ProjectFileJob job;
     QString failure;
     connect(&job, &ProjectFileJob::errorOccurred, this,
             [&failure](const QString& message) { failure = message; });
     connect(this, &FileWork::endRequested, &job, &ProjectFileJob::cancel);
-    m_strip->showWork(tr("Loading %1…").arg(QFileInfo(path).fileName()), true);
+    m_strip->showWork(tr("Loading %1…").arg(QFileInfo(path).fileName()), tr("Stop loading"));
     job.load(path, project);
-    showOutcome(failure);
+    endWork(failure);
 }
 
 void FileWork::save(const QString& path, const ProjectHandle& project)
 {
-    const Exclusive running(this);
+    const Exclusive running(this, true);
     ProjectFileJob job;
     QString failure;
     connect(&job, &ProjectFileJob::errorOccurred, this,
             [&failure](const QString& message) { failure = message; });
-    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), false);
+    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), {});
     job.save(path, project);
-    showOutcome(failure);
+    endWork(failure);
 }
 
-void FileWork::showOutcome(const QString& failure)
+void FileWork::endWork(const QString& failure)
 {
-    if (failure.isEmpty())
-        m_strip->dismiss();
-    else
+    if (!failure.isEmpty())
         m_strip->showMessage(failure);
+    m_strip->endWork();
 }
 
 void FileWork::requestEnd()

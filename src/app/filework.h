@@ -23,6 +23,9 @@ public:
     /// True from the start of an operation to its end.
     [[nodiscard]] bool isRunning() const { return m_running; }
 
+    /// True while a project is being read or written: it must not change then.
+    [[nodiscard]] bool needsProjectUnchanged() const { return m_needsProjectUnchanged; }
+
     /// The decoded file as a new track, or null after a failure (which the strip
     /// then shows) or a cancel.
     [[nodiscard]] TrackHandle importAudio(const QString& path);
@@ -38,6 +41,7 @@ public:
     void requestEnd();
 
 signals:
+    void started();
     /// An operation has ended and its caller is about to go on.
     void finished();
 
@@ -46,9 +50,10 @@ signals:
 
 private:
     class Exclusive;
-    void showOutcome(const QString& failure);
+    void endWork(const QString& failure);
 
     ActivityStrip* m_strip;
     QList<QWidget*> m_exclusive;
     bool m_running = false;
+    bool m_needsProjectUnchanged = false;
 };

@@ -70,7 +70,7 @@ void TrackSplitter::setStripHeight(int index, int height)
     const int room = parentWidget() ? parentWidget()->height() : total;
     if (total < room && index + 1 < count())
         heights[index + 1] += room - total;
-    setMinimumHeight(std::max(total, room));
+    setMinimumHeight(total > room ? total : 0);
     setSizes(heights);
 }
 

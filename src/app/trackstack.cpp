@@ -31,6 +31,9 @@ TrackStack::TrackStack(QWidget* parent)
     m_hint->setAlignment(Qt::AlignCenter);
     m_hint->setWordWrap(true);
     m_hint->setMargin(kHintMargin);
+    // It lies over the empty splitter, which paints the window's colour.
+    m_hint->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_hint->raise();
 }
 
 void TrackStack::resizeEvent(QResizeEvent* event)

@@ -3,36 +3,40 @@
 #include <QAbstractButton>
 #include <QCoreApplication>
 #include <QKeyEvent>
-#include <QWidget>
 
-TransportKeys::TransportKeys(QWidget* window)
+TransportKeys::TransportKeys(QWidget* window, QWidget* satellite)
     : QObject(window)
     , m_window(window)
+    , m_satellite(satellite)
 {
     QCoreApplication::instance()->installEventFilter(this);
 }
 
 bool TransportKeys::eventFilter(QObject* watched, QEvent* event)
 {
-    if (event->type() == QEvent::KeyPress && watched->isWidgetType()) {
-        auto* target = static_cast<QWidget*>(watched);
-        if (target != m_window && target->window() == m_window && handleKeyPress(target, event))
+    if (event->type() == QEvent::KeyPress && watched->isWidgetType() && watched != m_window) {
+        if (handleKeyPress(static_cast<QWidget*>(watched), *static_cast<QKeyEvent*>(event)))
             return true;
     }
     return QObject::eventFilter(watched, event);
 }
 
-bool TransportKeys::handleKeyPress(QWidget* target, QEvent* event)
+bool TransportKeys::handleKeyPress(QWidget* target, const QKeyEvent& key)
 {
-    const auto* key = static_cast<QKeyEvent*>(event);
+    const bool inSatellite = m_satellite && target->window() == m_satellite;
+    if (!inSatellite && target->window() != m_window)
+        return false;
     const bool takesText = target->testAttribute(Qt::WA_InputMethodEnabled);
-    if (key->key() == Qt::Key_Space && key->modifiers() == Qt::ShiftModifier && !takesText) {
-        QCoreApplication::sendEvent(m_window, event);
+    const bool shifted = key.modifiers() == Qt::ShiftModifier;
+    const bool plainAlone = inSatellite && key.modifiers() == Qt::NoModifier;
+    if (key.key() == Qt::Key_Space && (shifted || plainAlone) && !takesText) {
+        if (!key.isAutoRepeat())
+            emit playToggled();
         return true;
     }
-    const bool isReturn = key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter;
+    const bool isReturn = key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter;
     auto* button = qobject_cast<QAbstractButton*>(target);
-    if (isReturn && button && !key->isAutoRepeat()) {
+    if (isReturn && button && !key.isAutoRepeat()) {
         button->animateClick();
         return true;
     }

@@ -46,7 +46,7 @@ Vela::Vela(QWidget* parent)
     checkPointers(this, parent ? static_cast<const void*>(parent) : this);
     m_ui.build(this);
     resize(kInitialSize.boundedTo(screen()->availableSize()));
-    m_work = new FileWork(m_ui.activity, {m_ui.load, m_ui.save, m_ui.clear, m_ui.record}, this);
+    m_work = new FileWork(m_ui.activity, {m_ui.load, m_ui.save, m_ui.clear}, this);
     m_engine = QSharedPointer<VelaEngine>::create();
     m_engine->setProject(m_project);
     m_refreshTimer = new QTimer(this);
@@ -56,7 +56,8 @@ Vela::Vela(QWidget* parent)
     connectButtons();
     connectEngine();
     makeShortcuts();
-    new TransportKeys(this);
+    const auto* keys = new TransportKeys(this, m_ui.scope);
+    connect(keys, &TransportKeys::playToggled, m_ui.playStop, &IconButton::toggle);
     updateTrackViews();
     updatePositionDisplay();
 }
@@ -78,6 +79,8 @@ void Vela::connectButtons()
     connect(m_ui.record, &IconButton::toggled, this, &Vela::toggleRecord);
     connect(m_ui.stop, &IconButton::clicked, this, &Vela::stopPlaying);
     connect(m_ui.help, &IconButton::clicked, this, &Vela::triggerKeyboardHelp);
+    connect(m_work, &FileWork::started, this, &Vela::updateRecordButton);
+    connect(m_work, &FileWork::finished, this, &Vela::updateRecordButton);
     connect(m_ui.tracks, &TrackStack::positionEdited, this, &Vela::updatePositionDisplay);
 }
 
@@ -123,8 +126,6 @@ void Vela::setSettings(const QSharedPointer<Settings>& settings)
 
 void Vela::setProject(const ProjectHandle& project)
 {
-    // The strips borrow the old project until they are rebuilt below.
-    const ProjectHandle former = m_project;
     m_project = project;
     if (m_engine) {
         stopTransport();
@@ -195,11 +196,18 @@ void Vela::toggleRecord(bool record)
         }
     }
     applyTimerRule();
+    updateRecordButton();
     if (record && !m_engine->isRecording()) {
         m_ui.record->setChecked(false);
         m_ui.activity->showMessage(
             tr("No audio input was found. Connect a microphone, then press Record again."));
     }
+}
+
+/// A take may be ended at any time, but not begun while files are worked on.
+void Vela::updateRecordButton()
+{
+    m_ui.record->setEnabled(m_ui.record->isChecked() || !m_work->isRunning());
 }
 
 void Vela::applyTimerRule()
@@ -283,7 +291,7 @@ void Vela::goToEnd()
 
 void Vela::addTrack()
 {
-    if (!m_project || m_work->isRunning())
+    if (!m_project || m_work->needsProjectUnchanged())
         return;
     m_project->addTrack({}, kNewTrackChannels);
     updateTrackViews();
@@ -291,7 +299,7 @@ void Vela::addTrack()
 
 void Vela::removeTrack(int index)
 {
-    if (!m_project || m_work->isRunning())
+    if (!m_project || m_work->needsProjectUnchanged())
         return;
     m_project->removeTrack(index);
     updateTrackViews();
@@ -324,7 +332,7 @@ void Vela::triggerKeyboardHelp()
 
 void Vela::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Space && event->modifiers().testFlag(Qt::ShiftModifier)) {
+    if (event->key() == Qt::Key_Space && event->modifiers() == Qt::ShiftModifier) {
         if (!event->isAutoRepeat())
             m_ui.playStop->toggle();
         event->accept();

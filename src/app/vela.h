@@ -22,7 +22,8 @@ class VelaEngine;
 ///
 /// Commands that take long wait in a local event loop: the window keeps
 /// painting and playing meanwhile, and commands that would replace the project
-/// or start another such work are refused until it is done.
+/// or start another such work are refused until it is done; while a project is
+/// read or written, so are those that would change it.
 class Vela : public QWidget {
     Q_OBJECT
 
@@ -70,6 +71,7 @@ private:
     void makeShortcuts();
     void stopPlaying();
     void stopTransport();
+    void updateRecordButton();
     void applyTimerRule();
     void refreshTick();
     void followRecording();

@@ -16,8 +16,6 @@ struct VelaLayout {
     /// Builds everything inside `window`, which must be empty. Called once.
     void build(QWidget* window);
 
-    QVBoxLayout* verticalLayout = nullptr;
-    QHBoxLayout* toolbarLayout = nullptr;
     IconButton* load = nullptr;
     IconButton* save = nullptr;
     IconButton* clear = nullptr;
@@ -34,6 +32,9 @@ struct VelaLayout {
     TrackStack* tracks = nullptr;
 
 private:
+    QVBoxLayout* verticalLayout = nullptr;
+    QHBoxLayout* toolbarLayout = nullptr;
+
     void buildToolbar(QWidget* parent);
     void buildScopes(QWidget* parent);
     void finishButtons();

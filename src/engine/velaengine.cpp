@@ -77,14 +77,17 @@ bool VelaEngine::ensureAudio()
     if (m_audioReady && rate == m_audioRate)
         return !m_outputNode.isNull();
     media::audio::AudioSystem::instance().initialize();
-    selectOutput(rate);
-    selectInput(rate);
+    // What is running keeps its device; the next start from rest selects again.
+    if (!m_playing)
+        m_outputUsable = selectOutput(rate);
+    if (!m_recording)
+        m_inputUsable = selectInput(rate);
     m_audioRate = rate;
-    m_audioReady = !m_outputNode.isNull();
-    return m_audioReady;
+    m_audioReady = m_outputUsable && !m_playing && !m_recording;
+    return !m_outputNode.isNull();
 }
 
-void VelaEngine::selectOutput(qint32 rateHz)
+bool VelaEngine::selectOutput(qint32 rateHz)
 {
     QAudioFormat format;
     format.setSampleFormat(QAudioFormat::Float);
@@ -94,7 +97,7 @@ void VelaEngine::selectOutput(qint32 rateHz)
     const QAudioDevice device = device_selection::outputFor(format);
     if (device.isNull()) {
         qWarning() << "VelaEngine: no audio output device supports" << format;
-        return;
+        return false;
     }
     if (!m_outputNode) {
         m_outputNode = QSharedPointer<media::audio::AudioOutputNode>::create();
@@ -104,9 +107,10 @@ void VelaEngine::selectOutput(qint32 rateHz)
     m_outputNode->configure(device, format, kOutputRingFrames);
     m_outputFormat = format;
     emit outputFormatChanged(format);
+    return true;
 }
 
-void VelaEngine::selectInput(qint32 rateHz)
+bool VelaEngine::selectInput(qint32 rateHz)
 {
     QAudioFormat format;
     format.setSampleFormat(QAudioFormat::Float);
@@ -116,7 +120,7 @@ void VelaEngine::selectInput(qint32 rateHz)
     if (device.isNull()) {
         if (m_deviceLogging)
             qDebug() << "VelaEngine: no audio input device available for recording";
-        return;
+        return false;
     }
     if (!m_inputNode) {
         m_inputNode = QSharedPointer<media::audio::AudioInputNode>::create();
@@ -124,6 +128,7 @@ void VelaEngine::selectInput(qint32 rateHz)
     }
     m_inputNode->configure(device, format, kInputRingFrames);
     m_inputFormat = format;
+    return true;
 }
 
 void VelaEngine::listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
@@ -138,7 +143,7 @@ void VelaEngine::listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLo
 
 void VelaEngine::startPlayback()
 {
-    if (m_playing || !m_project || !ensureAudio())
+    if (m_playing || !m_project || !ensureAudio() || !m_outputUsable)
         return;
     m_project->playing = true;
     m_project->play = m_project->cursor;
@@ -211,7 +216,7 @@ void VelaEngine::startRecording()
 {
     if (m_recording)
         return;
-    if (!m_project || !ensureAudio() || !m_inputNode) {
+    if (!m_project || !ensureAudio() || !m_inputUsable) {
         qWarning() << "VelaEngine: cannot record — no input device";
         return;
     }

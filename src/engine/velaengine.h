@@ -20,11 +20,12 @@ class QTimer;
 /// Lives on the GUI thread and has no audio thread of its own: two 5 ms timers
 /// mix blocks into the output node's ring and drain the input node's ring. The
 /// nodes own the device threads; samples cross only through their rings, and
-/// their signals arrive queued. The transport state lives in the project, which
-/// may be null: then every operation does nothing.
+/// their signals arrive queued. The transport state lives in the project; without
+/// one nothing is played or recorded.
 ///
 /// Waits on a device thread (start, stop, device selection) are bounded by the
-/// nodes; a pump tick never waits and, once warm, allocates nothing.
+/// nodes. A pump tick that mixes or captures never waits and, once warm, allocates
+/// nothing; the one that ends playback stops the output.
 class VelaEngine : public QObject {
     Q_OBJECT
 
@@ -37,9 +38,10 @@ public:
     /// of the old project are forgotten.
     void setProject(const ProjectHandle& project);
 
-    /// Selects devices and formats for the project's rate and configures the
-    /// nodes; does nothing if that has been done for this rate. True when there
-    /// is an output node.
+    /// Selects devices and formats for the project's rate (44100 Hz without a
+    /// project) and configures the nodes; does nothing if that has been done for
+    /// this rate, and leaves a node that is running alone. True when there is an
+    /// output node.
     bool ensureAudio();
 
     /// Stopped → playing from the cursor, if there are a project and an output.
@@ -80,8 +82,8 @@ signals:
     void outputFormatChanged(const QAudioFormat& format);
 
 private:
-    void selectOutput(qint32 rateHz);
-    void selectInput(qint32 rateHz);
+    [[nodiscard]] bool selectOutput(qint32 rateHz);
+    [[nodiscard]] bool selectInput(qint32 rateHz);
     void listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
                   const char* rebuiltText);
     void pumpPlayback();
@@ -101,6 +103,8 @@ private:
     QTimer* m_recordTimer;
     QAudioFormat m_outputFormat;
     QAudioFormat m_inputFormat;
+    bool m_outputUsable = false; ///< configured for the rate last selected
+    bool m_inputUsable = false;
     bool m_audioReady = false;
     qint32 m_audioRate = 0; ///< Hz the devices were selected for
     bool m_playing = false;

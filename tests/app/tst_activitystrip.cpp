@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <memory>
@@ -60,22 +61,23 @@ private slots:
 
     void showWorkIsBusyUntilThereIsProgress()
     {
-        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
         QVERIFY(m_strip->isVisible() && bar()->isVisible());
         QCOMPARE(label()->text(), "Opening a.wav…");
         QCOMPARE(bar()->maximum(), 0);
         m_strip->showProgress(40);
         QCOMPARE(bar()->maximum(), 100);
         QCOMPARE(bar()->value(), 40);
-        m_strip->showWork(QStringLiteral("Opening b.wav…"), true);
+        m_strip->showWork(QStringLiteral("Opening b.wav…"), QStringLiteral("Stop it"));
         QCOMPARE(bar()->maximum(), 0);
     }
 
     void cancelButtonAsksToCancelAndKeepsTheStrip()
     {
         QSignalSpy cancelled(m_strip, &ActivityStrip::cancelRequested);
-        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
         QCOMPARE(button()->text(), "Cancel");
+        QCOMPARE(button()->toolTip(), "Stop it");
         button()->click();
         QCOMPARE(cancelled.count(), 1);
         QVERIFY(m_strip->isVisible());
@@ -83,15 +85,16 @@ private slots:
 
     void showWorkThatCannotBeCancelledHasNoButton()
     {
-        m_strip->showWork(QStringLiteral("Saving a.vela…"), false);
+        m_strip->showWork(QStringLiteral("Saving a.vela…"), {});
         QVERIFY(!button()->isVisible());
     }
 
     void aClickOnTheStripClosesAMessageOnly()
     {
-        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
         QTest::mouseClick(m_strip, Qt::LeftButton);
         QVERIFY(m_strip->isVisible());
+        m_strip->endWork();
         m_strip->showMessage(QStringLiteral("File does not exist"));
         QVERIFY(!bar()->isVisible());
         QTest::mouseClick(m_strip, Qt::LeftButton);
@@ -109,15 +112,35 @@ private slots:
 
     void aMessageGoesAwayByItself()
     {
+        auto* timer = m_strip->findChild<QTimer*>();
+        QCOMPARE(timer->interval(), ActivityStrip::kMessageMs);
+        timer->setInterval(50);
         m_strip->showMessage(QStringLiteral("File does not exist"));
-        QTRY_VERIFY_WITH_TIMEOUT(!m_strip->isVisible(), ActivityStrip::kMessageMs + 5000);
+        QTRY_VERIFY(!m_strip->isVisible());
+    }
+
+    void aMessageWaitsForTheEndOfTheWork()
+    {
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
+        m_strip->showMessage(QStringLiteral("No audio output"));
+        QVERIFY(bar()->isVisible());
+        QCOMPARE(button()->text(), "Cancel");
+        QCOMPARE(label()->text(), "Opening a.wav…");
+        m_strip->endWork();
+        QVERIFY(m_strip->isVisible() && !bar()->isVisible());
+        QCOMPARE(label()->text(), "No audio output");
+        m_strip->dismiss();
+        m_strip->showWork(QStringLiteral("Opening b.wav…"), QStringLiteral("Stop it"));
+        m_strip->endWork();
+        QVERIFY(!m_strip->isVisible());
     }
 
     void newWorkStopsTheTimeOfAnOldMessage()
     {
+        m_strip->findChild<QTimer*>()->setInterval(50);
         m_strip->showMessage(QStringLiteral("File does not exist"));
-        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
-        QTest::qWait(ActivityStrip::kMessageMs + 500);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
+        QTest::qWait(200);
         QVERIFY(m_strip->isVisible());
     }
 

@@ -77,6 +77,17 @@ private slots:
         QCOMPARE(m_splitter->height(), 400);
     }
 
+    void stripsThatFitAgainShrinkWithTheWindow()
+    {
+        addStrips(2);
+        m_area->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_area.get()));
+        dragHandle(1, 50);
+        dragHandle(1, -60);
+        m_area->resize(400, 300);
+        QTRY_COMPARE(m_splitter->height(), 300);
+    }
+
     void stripsThatDoNotFitScroll()
     {
         addStrips(30);

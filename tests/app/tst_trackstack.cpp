@@ -106,6 +106,11 @@ private slots:
         QVERIFY(hint->isVisible());
         QVERIFY(hint->text().contains(QStringLiteral("Ctrl+O")));
         QCOMPARE(hint->size(), m_stack->viewport()->size());
+        const QImage shown = m_stack->grab().toImage();
+        QImage blank(shown.size(), shown.format());
+        blank.setDevicePixelRatio(shown.devicePixelRatio());
+        blank.fill(shown.pixelColor(0, 0));
+        QVERIFY(shown != blank);
         project->addTrack({}, 2);
         m_stack->rebuild(project);
         QVERIFY(!hint->isVisible());

@@ -76,7 +76,6 @@ private slots:
     void init()
     {
         m_log = std::make_unique<LogCatcher>();
-        m_log->tolerate(QtWarningMsg, QStringLiteral("This plugin does not support"));
         m_window = std::make_unique<Vela>();
     }
 

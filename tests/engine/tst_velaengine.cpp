@@ -276,6 +276,39 @@ private slots:
         QCOMPARE(m_engine->outputFormat().sampleFormat(), QAudioFormat::Float);
     }
 
+    void anotherRateWhileRecordingLeavesTheTakeRunning()
+    {
+        addTrack({signal_makers::counter(4410)});
+        m_engine->startRecording();
+        const TrackHandle take = m_engine->recordTrack();
+        QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPlaybackTimeoutMs);
+        m_project->sampleRate = 48000;
+        m_engine->startPlayback();
+        QVERIFY(m_engine->isPlaying());
+        QCOMPARE(m_engine->outputFormat().sampleRate(), 48000);
+        const qint64 captured = take->length();
+        QTRY_VERIFY_WITH_TIMEOUT(take->length() > captured + 4410, kPlaybackTimeoutMs);
+        QVERIFY(m_engine->isRecording());
+    }
+
+    void aRateThatNoDeviceSupportsDoesNotStart()
+    {
+        QVERIFY(m_engine->ensureAudio());
+        addTrack({signal_makers::counter(4410)});
+        m_project->sampleRate = -1;
+        for (int i = 0; i < 2; ++i) {
+            m_engine->startPlayback();
+            QVERIFY(!m_engine->isPlaying());
+        }
+        QCOMPARE(
+            m_log->takeContaining(QtWarningMsg, QStringLiteral("no audio output device supports")),
+            2);
+        m_engine->startRecording();
+        QVERIFY(!m_engine->isRecording());
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, QStringLiteral("cannot record")), 1);
+        m_log->takeContaining(QtWarningMsg, QStringLiteral("no audio output device supports"));
+    }
+
     void recordsWhatTheMicrophoneHearsInOrder()
     {
         const QList<float> spoken = signal_makers::counter(60000);
