@@ -1,3 +1,4 @@
+#include "support/allocationcounter.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
 #include "widgets/levelballistics.h"
@@ -11,36 +12,8 @@
 #include <QTest>
 
 #include <array>
-#include <atomic>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <vector>
-
-namespace {
-
-std::atomic<int> allocations{0};
-
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    allocations.fetch_add(1);
-    void* memory = std::malloc(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t /*size*/) noexcept
-{
-    std::free(memory);
-}
 
 class TestScopeSteadyState : public QObject {
     Q_OBJECT
@@ -68,7 +41,7 @@ private slots:
         const uchar* framePixels = frame.constBits();
         const uchar* historyPixels = spectrogram.image().constBits();
 
-        const int before = allocations.load();
+        const AllocationCounter counter;
         for (int tick = 0; tick < 50; ++tick) {
             ring->push(block.constData(), 1024);
             const qint32 count = ring->drain(drained.data());
@@ -82,7 +55,7 @@ private slots:
             lanes[0].count = count;
             drawTraces(frame, lanes, qRgb(0, 0, 0));
         }
-        QCOMPARE(allocations.load(), before);
+        QCOMPARE(counter.count(), 0);
         QCOMPARE(frame.constBits(), framePixels);
         QCOMPARE(spectrogram.image().constBits(), historyPixels);
     }

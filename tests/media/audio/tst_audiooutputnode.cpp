@@ -2,6 +2,7 @@
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
 #include "nodeplayer.h"
+#include "support/allocationcounter.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
 #include "support/soundserver.h"
@@ -72,6 +73,23 @@ private slots:
         QVERIFY(!node.start());
         QCOMPARE(m_log->take(QtWarningMsg, "AudioOutputNode::start: not configured"), 1);
         QCOMPARE(node.sinkBufferBytes(), 0);
+    }
+
+    void processAllocatesNothingAfterTheFirstBlock()
+    {
+        constexpr quint64 kBlockFrames = 1024;
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        const QList<double> planar(2 * kBlockFrames, 0.5);
+        const AudioContext block(kBlockFrames, 2, planar.constData());
+        node.process(block);
+        const AllocationCounter counter;
+        // The ring fills up on the way, so that some are dropped.
+        for (int i = 0; i < 10; ++i)
+            node.process(block);
+        QCOMPARE(counter.count(), 0);
+        QVERIFY(node.queuedSamples() >= 2 * kRingFrames);
+        QCOMPARE(node.queuedSamples() + node.droppedSamples(), 11 * 2 * kBlockFrames);
     }
 
     void implausibleChannelCountIsClamped_data()
