@@ -4,7 +4,6 @@
 #include <cstddef>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
 #define VELA_SANITIZER_OWNS_THE_HEAP
 #endif
 
@@ -16,6 +15,11 @@ thread_local qint64 allocations = 0;
 } // namespace
 
 #ifdef VELA_SANITIZER_OWNS_THE_HEAP
+
+// Not every compiler comes with the header that declares it.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(
+    void (*onMalloc)(const volatile void* block, std::size_t size),
+    void (*onFree)(const volatile void* block));
 
 namespace {
 
