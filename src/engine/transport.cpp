@@ -1,6 +1,17 @@
 #include "engine/transport.h"
 
 #include <algorithm>
+#include <limits>
+
+namespace {
+
+// Frames from `begin` to an `end` that is not before it.
+quint64 distance(qint64 begin, qint64 end)
+{
+    return static_cast<quint64>(end) - static_cast<quint64>(begin);
+}
+
+} // namespace
 
 namespace transport {
 
@@ -43,10 +54,14 @@ bool isAtEnd(const VelaProject& project)
 void advance(VelaProject& project, qint64 blockFrames)
 {
     qint64& position = project.play.position;
-    position += blockFrames;
+    // A file may hold any positions: the sum saturates, and a distance may need
+    // all 64 bits.
+    if (__builtin_add_overflow(position, blockFrames, &position))
+        position = std::numeric_limits<qint64>::max();
     if (loops(project) && project.loopEnd <= position) {
-        const qint64 past = (position - project.loopEnd) % (project.loopEnd - project.loopStart);
-        position = project.loopStart + past;
+        const quint64 past =
+            distance(project.loopEnd, position) % distance(project.loopStart, project.loopEnd);
+        position = static_cast<qint64>(static_cast<quint64>(project.loopStart) + past);
     }
 }
 

@@ -22,11 +22,10 @@ struct InflateDevice::Decoder {
     std::array<char, kScratchBytes> scratch;
 };
 
-InflateDevice::InflateDevice(QIODevice& source, qint64 streamBytes, qint64 maxContentBytes)
+InflateDevice::InflateDevice(QIODevice& source, qint64 streamBytes)
     : m_decoder(std::make_unique_for_overwrite<Decoder>())
     , m_source(source)
     , m_streamBytesLeft(streamBytes)
-    , m_contentBytesLeft(maxContentBytes)
 {
     isal_inflate_init(&m_decoder->state);
     m_decoder->state.crc_flag = ISAL_ZLIB;
@@ -87,11 +86,6 @@ bool InflateDevice::drain()
     return m_state == State::Whole;
 }
 
-bool InflateDevice::isOverLimit() const
-{
-    return m_state == State::OverLimit;
-}
-
 qint64 InflateDevice::bytesAvailable() const
 {
     const qint64 compressed = m_streamBytesLeft + m_decoder->state.avail_in;
@@ -106,16 +100,8 @@ bool InflateDevice::isSequential() const
 qint64 InflateDevice::readData(char* data, qint64 maxSize)
 {
     qint64 filled = 0;
-    while (filled < maxSize && m_state == State::Expanding) {
-        const qint64 allowed = std::min(maxSize - filled, m_contentBytesLeft);
-        if (allowed == 0) {
-            m_state = State::OverLimit;
-            break;
-        }
-        const qint64 got = expand(data + filled, allowed);
-        filled += got;
-        m_contentBytesLeft -= got;
-    }
+    while (filled < maxSize && m_state == State::Expanding)
+        filled += expand(data + filled, maxSize - filled);
     return filled > 0 || maxSize == 0 ? filled : -1;
 }
 

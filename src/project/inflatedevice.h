@@ -14,18 +14,14 @@ class InflateDevice : public QIODevice {
 
 public:
     /// The next `streamBytes` bytes of `source`, which outlives this, hold the
-    /// stream; bytes after its end are ignored. No more than
-    /// `maxContentBytes` can be read from it.
-    InflateDevice(QIODevice& source, qint64 streamBytes, qint64 maxContentBytes);
+    /// stream; bytes after its end are ignored.
+    InflateDevice(QIODevice& source, qint64 streamBytes);
     ~InflateDevice() override;
     Q_DISABLE_COPY_MOVE(InflateDevice)
 
     /// Expands the rest without keeping it. True if the stream ended as a whole
     /// stream does.
     [[nodiscard]] bool drain();
-
-    /// True when reading was refused at `maxContentBytes`.
-    [[nodiscard]] bool isOverLimit() const;
 
     /// A guess at what is left, good for reserving memory: what the rest of the
     /// stream would hold at an ordinary rate of compression.
@@ -38,7 +34,7 @@ protected:
     qint64 writeData(const char* data, qint64 size) override;
 
 private:
-    enum class State { Expanding, Whole, Damaged, OverLimit };
+    enum class State { Expanding, Whole, Damaged };
 
     qint64 expand(char* data, qint64 maxSize);
     void expandPiece();
@@ -48,6 +44,5 @@ private:
     std::unique_ptr<Decoder> m_decoder;
     QIODevice& m_source;
     qint64 m_streamBytesLeft;
-    qint64 m_contentBytesLeft;
     State m_state = State::Expanding;
 };

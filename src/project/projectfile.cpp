@@ -3,6 +3,7 @@
 #include "project/deflatedevice.h"
 #include "project/filesizesignalguard.h"
 #include "project/inflatedevice.h"
+#include "project/memorybudget.h"
 #include "project/projectserializer.h"
 #include "project/replacementfile.h"
 
@@ -15,7 +16,6 @@
 #include <array>
 #include <limits>
 #include <new>
-#include <unistd.h>
 
 namespace {
 
@@ -93,16 +93,11 @@ private:
     const std::atomic_bool* m_abandon;
 };
 
-qint64 physicalMemoryBytes()
-{
-    return qint64{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE);
-}
-
 enum class Body { Whole, Damaged, TooLarge };
 
 // A body that ends early or fails its checksum at the very end counts as empty,
 // so nothing of what came before may stay.
-Body readCompressedBody(QDataStream& stream, const ProjectHandle& project, qint64 maxPayloadBytes)
+Body readCompressedBody(QDataStream& stream, const ProjectHandle& project, MemoryBudget& budget)
 {
     QIODevice& file = *stream.device();
     quint32 length = 0;
@@ -113,28 +108,30 @@ Body readCompressedBody(QDataStream& stream, const ProjectHandle& project, qint6
     if (lengthIsTrue && length >= kSizeHintBytes)
         stream >> claimedPayloadBytes;
     if (lengthIsTrue && length > kSizeHintBytes) {
-        InflateDevice inflate(file, length - kSizeHintBytes, maxPayloadBytes);
+        InflateDevice inflate(file, length - kSizeHintBytes);
         QDataStream payload(&inflate);
-        readProject(payload, project);
-        if (inflate.isOverLimit())
+        readProject(payload, project, budget);
+        if (budget.isExceeded())
             return Body::TooLarge;
         if (inflate.drain())
             return payload.status() == QDataStream::Ok ? Body::Whole : Body::Damaged;
     }
     QDataStream nothing{QByteArray()};
-    readProject(nothing, project);
+    readProject(nothing, project, budget);
     const bool isEmptyOnPurpose =
         lengthIsTrue && (length == 0 || (length == kSizeHintBytes && claimedPayloadBytes == 0));
     return isEmptyOnPurpose ? Body::Whole : Body::Damaged;
 }
 
-Body readBody(QDataStream& stream, const ProjectHandle& project, qint64 maxPayloadBytes)
+Body readBody(QDataStream& stream, const ProjectHandle& project, MemoryBudget& budget)
 {
     bool compressed = false;
     stream >> compressed;
     if (compressed)
-        return readCompressedBody(stream, project, maxPayloadBytes);
-    readProject(stream, project);
+        return readCompressedBody(stream, project, budget);
+    readProject(stream, project, budget);
+    if (budget.isExceeded())
+        return Body::TooLarge;
     return stream.status() == QDataStream::Ok ? Body::Whole : Body::Damaged;
 }
 
@@ -190,7 +187,7 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
     return {};
 }
 
-LoadResult ProjectFile::read(QIODevice& device, qint64 maxPayloadBytes)
+LoadResult ProjectFile::read(QIODevice& device, qint64 maxMemoryBytes)
 {
     using Outcome = LoadResult::Outcome;
     QDataStream stream(&device);
@@ -204,9 +201,10 @@ LoadResult ProjectFile::read(QIODevice& device, qint64 maxPayloadBytes)
         return {Outcome::WrongVersion, tr("this project was made by another version"), {}};
 
     LoadResult result{Outcome::Loaded, {}, VelaProject::create()};
+    MemoryBudget budget(maxMemoryBytes);
     Body body = Body::TooLarge;
     try {
-        body = readBody(stream, result.loaded, maxPayloadBytes);
+        body = readBody(stream, result.loaded, budget);
     } catch (const std::bad_alloc&) {
         body = Body::TooLarge;
     }
@@ -225,7 +223,7 @@ LoadResult ProjectFile::load(const QString& path, const std::atomic_bool* abando
     AbandonableFile file(path, abandon);
     if (!file.open(QIODevice::ReadOnly))
         return {Outcome::CouldNotOpen, file.errorString(), {}};
-    LoadResult result = read(file, physicalMemoryBytes());
+    LoadResult result = read(file, affordableMemoryBytes());
     if (file.isAbandoned())
         return {Outcome::Abandoned, {}, {}};
     return result;

@@ -41,7 +41,7 @@ public:
             CouldNotOpen,
             WrongMagic,
             WrongVersion,
-            TooLarge,  ///< the contents would not fit into the machine's memory
+            TooLarge,  ///< the contents would take more memory than they may
             Abandoned, ///< on the caller's request
         };
         Outcome outcome = Outcome::Loaded;
@@ -63,11 +63,12 @@ public:
 
     /// Reads a project file from `device`, which is open, random-access and at the
     /// file's start. A body that is damaged anywhere loads as if it were empty,
-    /// with a reason. A compressed payload may hold up to `maxPayloadBytes`.
-    [[nodiscard]] static LoadResult read(QIODevice& device, qint64 maxPayloadBytes);
+    /// with a reason. What it holds may take up to `maxMemoryBytes`, as
+    /// `readProject` counts them.
+    [[nodiscard]] static LoadResult read(QIODevice& device, qint64 maxMemoryBytes);
 
-    /// Reads the file at `path` as `read` does, up to what the machine has memory
-    /// for. Gives up soon after `*abandon` turns true (may be null).
+    /// Reads the file at `path` as `read` does, up to `affordableMemoryBytes()`.
+    /// Gives up soon after `*abandon` turns true (may be null).
     [[nodiscard]] static LoadResult load(const QString& path,
                                          const std::atomic_bool* abandon = nullptr);
 };

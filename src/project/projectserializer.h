@@ -1,5 +1,6 @@
 #pragma once
 
+#include "project/memorybudget.h"
 #include "project/velaproject.h"
 
 #include <QDataStream>
@@ -23,7 +24,19 @@ QDataStream& writeProject(QDataStream& stream, const ProjectHandle& project);
 /// Reads a payload into `project`, whose tracks it replaces. Fields past the end
 /// of the data read as zero or empty. Counts and lengths are not believed:
 /// memory is taken as the data arrive, tracks and samples end where the data do.
+///
+/// Names, samples, and `kTrackBytes` and `kChannelBytes` for every track and
+/// channel however empty are taken from `budget` first; when that is exceeded the
+/// stream's status becomes ReadCorruptData and the reading ends there.
+QDataStream& readProject(QDataStream& stream, const ProjectHandle& project, MemoryBudget& budget);
+
+/// The same for data that are known to be harmless: without a limit.
 QDataStream& readProject(QDataStream& stream, const ProjectHandle& project);
+
+/// The most memory, in bytes, that a track and a channel take apart from their
+/// name and samples, with the lists they stand in at their most spacious.
+constexpr qint64 kTrackBytes = 256;
+constexpr qint64 kChannelBytes = 128;
 
 /// The number of bytes `writeProject` writes for `project`.
 [[nodiscard]] qint64 payloadSize(const VelaProject& project);

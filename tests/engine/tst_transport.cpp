@@ -2,6 +2,14 @@
 
 #include <QTest>
 
+#include <limits>
+
+namespace {
+
+constexpr qint64 kLast = std::numeric_limits<qint64>::max();
+
+} // namespace
+
 class TestTransport : public QObject {
     Q_OBJECT
 
@@ -155,6 +163,33 @@ private slots:
         transport::advance(*project, 1024);
         // 1524 is 924 past the end, which is 24 more than nine rounds.
         QCOMPARE(project->play.position, 524);
+    }
+
+    void advanceStopsAtTheLastPositionOfAll()
+    {
+        const auto project = projectOf(10);
+        project->play.position = kLast - 100;
+        transport::advance(*project, 1024);
+        QCOMPARE(project->play.position, kLast);
+        transport::advance(*project, 1024);
+        QCOMPARE(project->play.position, kLast);
+    }
+
+    void advanceWrapsALoopOfAnyExtent()
+    {
+        const auto project = projectOf(10);
+        project->looping = true;
+        project->loopStart = kLast - 1010;
+        project->loopEnd = kLast - 10;
+        project->play.position = kLast - 100;
+        transport::advance(*project, 1024);
+        // Stopped at the last position, which is 10 past the loop's end.
+        QCOMPARE(project->play.position, kLast - 1000);
+
+        project->loopStart = std::numeric_limits<qint64>::min();
+        project->play.position = kLast - 20;
+        transport::advance(*project, 15);
+        QCOMPARE(project->play.position, project->loopStart + 5);
     }
 
     void advanceIgnoresALoopRangeThatIsSwitchedOff()

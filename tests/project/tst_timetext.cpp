@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include <limits>
+
 class TestTimeText : public QObject {
     Q_OBJECT
 
@@ -21,6 +23,12 @@ private slots:
         QTest::newRow("one frame is less than a millisecond")
             << qint64{1} << 44100 << "00:00:00.000";
         QTest::newRow("hours do not wrap") << qint64{8000} * 3600 * 100 << 8000 << "100:00:00.000";
+        constexpr qint64 kLast = std::numeric_limits<qint64>::max();
+        QTest::newRow("the last frame of all") << kLast << 44100 << "58096321723:42:03.714";
+        // 2⁶³ − 1 ms, the most that 64 bits hold.
+        QTest::newRow("a second for every frame") << kLast << 1 << "2562047788015:12:55.807";
+        QTest::newRow("a millisecond for every frame")
+            << kLast << 1000 << "2562047788015:12:55.807";
         QTest::newRow("rate of zero") << qint64{5000} << 0 << "00:00:00.000";
         QTest::newRow("negative rate") << qint64{5000} << -1 << "00:00:00.000";
     }

@@ -1,0 +1,62 @@
+#include "project/memorybudget.h"
+
+#include <QTest>
+
+#include <limits>
+#include <unistd.h>
+
+class TestMemoryBudget : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void takeCountsDownToNothing()
+    {
+        MemoryBudget budget(100);
+        QVERIFY(budget.take(60));
+        QCOMPARE(budget.bytesLeft(), 40);
+        QVERIFY(budget.take(40));
+        QVERIFY(budget.take(0));
+        QVERIFY(!budget.isExceeded());
+    }
+
+    void onceRefusedItGivesNothingMore()
+    {
+        MemoryBudget budget(100);
+        QVERIFY(!budget.take(101));
+        QVERIFY(budget.isExceeded());
+        QVERIFY(!budget.take(1));
+        QVERIFY(!MemoryBudget(5).take(std::numeric_limits<qint64>::max()));
+    }
+
+    void availableMemoryIsReadFromTheReport_data()
+    {
+        QTest::addColumn<QByteArray>("report");
+        QTest::addColumn<qint64>("bytes");
+        QTest::newRow("as the system writes it")
+            << QByteArray("MemTotal:   16000000 kB\nMemFree:    100 kB\n"
+                          "MemAvailable:    2048 kB\nBuffers:    7 kB\n")
+            << qint64(2097152);
+        QTest::newRow("nothing available") << QByteArray("MemAvailable: 0 kB\n") << qint64(0);
+        QTest::newRow("an old system")
+            << QByteArray("MemTotal: 16 kB\nMemFree: 8 kB\n") << qint64(-1);
+        QTest::newRow("no number") << QByteArray("MemAvailable: lots\n") << qint64(-1);
+        QTest::newRow("nothing") << QByteArray() << qint64(-1);
+    }
+
+    void availableMemoryIsReadFromTheReport()
+    {
+        QFETCH(QByteArray, report);
+        QTEST(availableMemoryBytes(report), "bytes");
+    }
+
+    void atMostHalfOfTheInstalledMemoryIsAffordable()
+    {
+        const qint64 bytes = affordableMemoryBytes();
+        QVERIFY(bytes > 0);
+        QVERIFY(bytes <= qint64{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE) / 2);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestMemoryBudget)
+#include "tst_memorybudget.moc"
