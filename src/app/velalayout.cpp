@@ -96,7 +96,8 @@ void VelaLayout::buildScopes(QWidget* parent)
     stereo = new StereoSeparationWidget(parent);
     stereo->setObjectName(QStringLiteral("stereoSeparation"));
     scopeLayout->addWidget(scope);
-    scopeLayout->addWidget(stereo);
+    // Aligned, or its fixed height would hold the scope to its least one.
+    scopeLayout->addWidget(stereo, 0, Qt::AlignVCenter);
 }
 
 void VelaLayout::finishButtons()

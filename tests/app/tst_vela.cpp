@@ -189,6 +189,13 @@ private slots:
                                      "updatePositionDisplay()", "updateTrackViews()"}));
     }
 
+    void scopesGetTheHeightTheyAskFor()
+    {
+        m_window->show();
+        QCOMPARE(child<UnifiedAudioScope>("audioScope")->height(), 180);
+        QCOMPARE(child<StereoSeparationWidget>("stereoSeparation")->height(), 50);
+    }
+
     void startsWithAFreshProject()
     {
         QVERIFY(m_window->project());
