@@ -40,7 +40,7 @@ constexpr int kHandMs = 5000;
 constexpr double kPlayingGapMs = 50;
 constexpr double kFirstPaintGapMs = 120;
 constexpr double kHandGapMs = 40;
-constexpr double kHeadUpdates = 25;
+constexpr double kHeadPaints = 25;
 constexpr double kCorePercent = 40;
 constexpr double kMemoryShare = 1.05;
 constexpr double kMemoryBytes = 60e6;
@@ -87,10 +87,11 @@ bool wantsAny(const bench::Report& report, const std::string& what)
                                ", paint, median",
                                ", paint, longest",
                                ", underruns",
-                               ", play head a second",
+                               ", play head painted",
+                               ", play head moved",
                                ", share of a core",
                                ", captured but dropped",
-                               ", captured frames a second",
+                               ", captured frames",
                                ", memory at rest"};
     return std::any_of(kRows.begin(), kRows.end(),
                        [&](const char* row) { return report.wants(what + row); });
@@ -111,8 +112,10 @@ void reportPlaying(bench::Report& report, const std::string& what, const Figures
 {
     report.bound(what + ", underruns", figures.underruns, Bound::AtMost, 0, "");
     reportGaps(report, what, figures, kPlayingGapMs);
-    report.bound(what + ", play head a second", figures.headUpdates, Bound::AtLeast, kHeadUpdates,
-                 "");
+    report.bound(what + ", play head painted", figures.headPaints, Bound::AtLeast, kHeadPaints,
+                 "/s");
+    // It moves when the sound server has taken samples, so the server sets the pace.
+    report.tell(what + ", play head moved", figures.headMoves, "/s");
     report.bound(what + ", share of a core", figures.corePercent, Bound::AtMost, kCorePercent, "%");
 }
 
@@ -233,8 +236,7 @@ void recordWhilePlaying(bench::Report& report, LoadStage& stage, const std::stri
     stage.play(false);
     reportPlaying(report, what, figures);
     report.bound(what + ", captured but dropped", figures.droppedSamples, Bound::AtMost, 0, "");
-    report.tell(what + ", captured frames a second", static_cast<double>(taken) / figures.seconds,
-                "");
+    report.tell(what + ", captured frames", static_cast<double>(taken) / figures.seconds, "/s");
 }
 
 void useManyTracks(bench::Report& report, LoadStage& stage)

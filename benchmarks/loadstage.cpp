@@ -116,7 +116,8 @@ Figures LoadStage::watch(int ms, const std::function<void()>& first,
     }
     if (first)
         QTimer::singleShot(0, this, first);
-    m_headUpdates = 0;
+    m_headPaints = 0;
+    m_headMoves = 0;
     m_application.begin();
     QElapsedTimer clock;
     clock.start();
@@ -129,7 +130,8 @@ Figures LoadStage::watch(int ms, const std::function<void()>& first,
     figures.corePercent = (processWorkMs() - workBeginMs) / (10 * figures.seconds);
     figures.longestGapMs = m_loop.longestGapMs();
     figures.longestWorkMs = m_loop.longestWorkMs();
-    figures.headUpdates = m_headUpdates / figures.seconds;
+    figures.headPaints = m_headPaints / figures.seconds;
+    figures.headMoves = m_headMoves / figures.seconds;
     const std::vector<double>& paintsMs = m_application.paintsMs();
     figures.paintMedianMs = median(paintsMs);
     figures.paintLongestMs =
@@ -191,8 +193,9 @@ bool LoadStage::eventFilter(QObject* watched, QEvent* event)
 void LoadStage::notePaint()
 {
     const qint64 head = m_window.project()->play.position;
+    ++m_headPaints;
     if (head == m_shownHead)
         return;
     m_shownHead = head;
-    ++m_headUpdates;
+    ++m_headMoves;
 }

@@ -16,7 +16,8 @@ struct Figures {
     double seconds = 0;
     double longestGapMs = 0;
     double longestWorkMs = 0;
-    double headUpdates = 0; ///< different play head positions that were painted, a second
+    double headPaints = 0;  ///< repaints of a waveform, and so of its play head, a second
+    double headMoves = 0;   ///< of these, with the play head at a new frame, a second
     double corePercent = 0; ///< of one core, all threads
     double paintMedianMs = 0;
     double paintLongestMs = 0;
@@ -66,7 +67,8 @@ private:
     Vela m_window;
     LoopWatch m_loop;
     qint64 m_shownHead = -1;
-    int m_headUpdates = 0;
+    int m_headPaints = 0;
+    int m_headMoves = 0;
 };
 
 /// Bytes of this process that are in memory now.
