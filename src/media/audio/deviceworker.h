@@ -3,7 +3,9 @@
 #include "media/audio/nodeworker.h"
 #include "media/audio/streamconnection.h"
 
+#include <QAudioDevice>
 #include <QAudioFormat>
+#include <QBuffer>
 #include <QIODevice>
 
 #include <memory>
@@ -82,7 +84,10 @@ protected:
 
     [[nodiscard]] bool startDevice() override
     {
-        const StreamStart permission([this] { touchServer(); });
+        // Values only: a touch that comes late must not find its worker gone.
+        const StreamStart permission(
+            [device = configuration().device, format = configuration().format,
+             direction = m_direction] { touchServer(device, format, direction); });
         if (!permission.isAllowed())
             return false;
         beforeStart(*m_backend);
@@ -93,6 +98,9 @@ protected:
 
     void stopDevice() override { m_backend->stop(); }
 
+    /// The device dies here rather than on a thread made for that: its destructor
+    /// runs events and ends timers of the thread that made it. Where it hangs, it
+    /// hangs this thread alone, which the node then leaves behind.
     void dropDevice() override
     {
         if (m_backend)
@@ -101,15 +109,16 @@ protected:
     }
 
 private:
-    void touchServer() const
+    static void touchServer(const QAudioDevice& device, const QAudioFormat& format,
+                            QIODevice::OpenModeFlag direction)
     {
         // No rate at all: the toolkit connects, then refuses to open a stream.
-        QAudioFormat impossible = configuration().format;
+        QAudioFormat impossible = format;
         impossible.setSampleRate(0);
-        Backend backend(configuration().device, impossible);
-        const std::unique_ptr<Transfer> transfer = makeTransfer();
-        transfer->open(m_direction | QIODevice::Unbuffered);
-        backend.start(transfer.get());
+        Backend backend(device, impossible);
+        QBuffer nothing;
+        nothing.open(direction);
+        backend.start(&nothing);
     }
 
     const QIODevice::OpenModeFlag m_direction;

@@ -28,7 +28,7 @@ public:
 
     [[nodiscard]] bool isSequential() const override { return true; }
 
-    /// Bytes that the ring's samples make as floats, or "no end" in pull mode.
+    /// Bytes that the ring's samples make on the wire, or "no end" in pull mode.
     [[nodiscard]] qint64 bytesAvailable() const override;
 
 protected:
