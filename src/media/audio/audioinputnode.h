@@ -40,11 +40,14 @@ public:
     /// Samples for which the ring had no room.
     [[nodiscard]] quint64 droppedSamples() const { return stream().dropped.load(); }
 
-    /// Any thread. While quiet, dropped samples are counted but not warned of.
+    /// Any thread. While quiet, dropped samples are counted but not warned of: for
+    /// a caller that leaves the ring undrained on purpose while it records. Not
+    /// needed for stopping; from the call of `stop`, `requestStop` or `configure`
+    /// until `start` the node is quiet by itself.
     void setQuiet(bool quiet);
 
 public slots:
-    /// Carried out on the device thread later.
+    /// Node's thread; carried out on the device thread later.
     void rebuildSource();
 
 private:

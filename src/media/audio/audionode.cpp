@@ -2,9 +2,9 @@
 
 #include "media/audio/devicethread.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -43,15 +43,28 @@ AudioNode::~AudioNode()
     m_thread->abandon({});
 }
 
+template <typename... Arguments>
+void AudioNode::forward(void (NodeWorker::*from)(Arguments...), void (AudioNode::*to)(Arguments...))
+{
+    connect(m_worker, from, this, [this, to, side = m_side](Arguments... arguments) {
+        if (side == m_side)
+            emit(this->*to)(arguments...);
+    });
+}
+
 void AudioNode::makeSide()
 {
     m_thread = std::make_unique<DeviceThread>(QString::fromLatin1(m_words.thread));
     m_worker = m_makeWorker(m_stream);
-    connect(m_worker, &NodeWorker::deviceStateChanged, this, &AudioNode::deviceStateChanged);
-    connect(m_worker, &NodeWorker::deviceRebuilt, this, &AudioNode::deviceRebuilt);
-    connect(m_worker, &NodeWorker::watchdogGaveUp, this, &AudioNode::watchdogGaveUp);
-    connect(m_worker, &NodeWorker::audioUnhealthy, this, &AudioNode::audioUnhealthy);
-    connect(m_worker, &NodeWorker::audioHealthy, this, &AudioNode::audioHealthy);
+    ++m_side;
+    forward(&NodeWorker::deviceStateChanged, &AudioNode::deviceStateChanged);
+    forward(&NodeWorker::deviceRebuilt, &AudioNode::deviceRebuilt);
+    forward(&NodeWorker::audioUnhealthy, &AudioNode::audioUnhealthy);
+    forward(&NodeWorker::audioHealthy, &AudioNode::audioHealthy);
+    connect(m_worker, &NodeWorker::watchdogGaveUp, this, [this, side = m_side](quint64 run) {
+        if (side == m_side && run == m_worker->run())
+            emit watchdogGaveUp();
+    });
     m_thread->adopt(m_worker);
 }
 
@@ -67,9 +80,12 @@ void AudioNode::abandonSide(const char* what)
     const auto stream = std::make_shared<NodeStream>();
     stream->succeed(*m_stream);
     m_stream = stream;
+    m_requestedStop.reset();
     makeSide();
-    if (m_configured)
-        post([checked = m_configuration](NodeWorker& worker) { worker.adopt(checked); });
+    if (!m_configured)
+        return;
+    m_worker->prepareAgain(m_configuration);
+    post([checked = m_configuration](NodeWorker& worker) { worker.adopt(checked); });
 }
 
 bool AudioNode::run(const char* what, const std::function<void(NodeWorker&)>& work)
@@ -90,26 +106,53 @@ void AudioNode::configure(const QAudioDevice& device, const QAudioFormat& format
 {
     const NodeConfiguration wanted{device, format, ringFrames};
     const auto accepted = std::make_shared<std::atomic<bool>>(false);
-    const auto work = [wanted, accepted](NodeWorker& worker) {
-        *accepted = worker.configure(wanted);
-    };
     m_configured = false;
-    // A new thread has nothing to tear down, so nothing to hang in.
-    if (!run("configure", work) && !run("configure", work))
-        return;
     m_configuration = wanted;
-    m_configured = *accepted;
+    m_stream->stopping = true;
+    if (run("configure",
+            [wanted, accepted](NodeWorker& worker) { *accepted = worker.configure(wanted); })) {
+        m_configured = *accepted;
+        return;
+    }
+    // A new worker has nothing to tear down, so there is no need to wait for it.
+    m_configured = m_worker->prepare(wanted);
+    if (m_configured)
+        post([wanted](NodeWorker& worker) { worker.adopt(wanted); });
 }
 
 bool AudioNode::start()
 {
     const auto started = std::make_shared<std::atomic<bool>>(false);
-    return run("start", [started](NodeWorker& worker) { *started = worker.start(); }) && *started;
+    m_stream->stopping = false;
+    if (run("start", [started](NodeWorker& worker) { *started = worker.start(); }))
+        return *started;
+    if (m_configured)
+        post([](NodeWorker& worker) { worker.resumeStart(); });
+    return false;
 }
 
 void AudioNode::stop()
 {
+    m_stream->stopping = true;
     (void)run("stop", [](NodeWorker& worker) { worker.stop(); });
+}
+
+void AudioNode::requestStop()
+{
+    m_stream->stopping = true;
+    m_requestedStop = m_thread->submit([worker = m_worker] { worker->stop(); });
+}
+
+bool AudioNode::waitUntilIdle(QDeadlineTimer deadline)
+{
+    const auto stop = std::exchange(m_requestedStop, {});
+    const DeviceThread::Ms bound =
+        deadline.isForever() ? kCallBound
+                             : std::min(DeviceThread::Ms{deadline.remainingTime()}, kCallBound);
+    if (!stop || stop->waitFor(bound))
+        return true;
+    abandonSide("stop");
+    return false;
 }
 
 void AudioNode::requestRebuild()
@@ -121,6 +164,7 @@ void AudioNode::resetCounters()
 {
     m_stream->underruns = 0;
     m_stream->dropped = 0;
+    m_stream->overflowReportedAt = NodeStream::kNever;
 }
 
 } // namespace media::audio

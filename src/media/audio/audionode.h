@@ -1,12 +1,14 @@
 #pragma once
 
 #include "engine/audiocontext.h"
+#include "media/audio/devicethread.h"
 #include "media/audio/nodestream.h"
 #include "media/audio/nodeworker.h"
 
 #include <QAudio>
 #include <QAudioDevice>
 #include <QAudioFormat>
+#include <QDeadlineTimer>
 #include <QObject>
 
 #include <chrono>
@@ -14,8 +16,6 @@
 #include <memory>
 
 namespace media::audio {
-
-class DeviceThread;
 
 /// One sound device behind a ring of samples: what the output and the input node
 /// share.
@@ -27,11 +27,14 @@ class DeviceThread;
 /// times a second. The samples cross in the NodeStream's ring, nothing else does
 /// without a lock or an event.
 ///
-/// Blocking. Operations wait for the device thread, never longer than
-/// kCallBound (kTearDownBound at destruction). When it does not answer by then,
-/// it hangs in the toolkit: the node warns, leaves that thread and its stream
-/// behind, and goes on with new ones in the same configuration; samples in the
-/// ring are lost. Nothing the old thread does later has any effect.
+/// Blocking. A call waits for the device thread, kCallBound in all and no longer
+/// (kTearDownBound at destruction). When it does not answer by then, it hangs in
+/// the toolkit: the node warns, leaves that thread and its stream behind, and
+/// goes on with new ones in the same configuration; samples in the ring are
+/// lost. Nothing the old thread does or signals has any effect any more. Who
+/// has several nodes stops them within one such bound by `requestStop` on each,
+/// then `waitUntilIdle` with one deadline; a `configure` after that has nothing
+/// to stop.
 ///
 /// Failure is reported by `start`, by the log and by the signals, which come
 /// queued. Nothing throws. Not copyable.
@@ -58,20 +61,32 @@ public:
     /// nothing of an earlier run is ever heard or recorded. True as well when it
     /// is running already, which changes nothing. False, with a warning: not
     /// configured, the device is not there or did not open, or it did not
-    /// answer. A device that is not there is started when it comes back, unless
-    /// `stop` comes first.
+    /// answer. Unless `stop` comes first, a device that is not there is started
+    /// when it comes back, and for one that did not answer the watchdog tries
+    /// again as for any other that stalls, and gives up likewise.
     bool start();
 
     /// Running → Configured: cut, not played out; the ring is emptied. Nothing
     /// else if not running.
     void stop();
 
-    /// Sets the counts of trouble (underruns, dropped samples) to 0.
+    /// `stop` without waiting for it. The ring is not to be touched before
+    /// `waitUntilIdle` has returned.
+    void requestStop();
+
+    /// Waits for what `requestStop` asked for. False when that was not done by
+    /// the deadline, as in `stop`; also then the node is stopped and ready for
+    /// the next call. True at once when nothing was asked for.
+    bool waitUntilIdle(QDeadlineTimer deadline);
+
+    /// Sets the counts of trouble (underruns, dropped samples) to 0, and has the
+    /// next dropped samples warned of, however recent the last warning is.
     void resetCounters();
 
 signals:
     void deviceStateChanged(QAudio::State newState, QAudio::Error error);
     void deviceRebuilt(int rebuildCountSoFar);
+    /// Never of a run that was stopped before this arrives.
     void watchdogGaveUp();
     void audioUnhealthy(const QString& reason);
     void audioHealthy();
@@ -86,6 +101,9 @@ protected:
 
     [[nodiscard]] const NodeStream& stream() const { return *m_stream; }
 
+    /// Only for what the worker lets any thread do.
+    [[nodiscard]] const NodeWorker& worker() const { return *m_worker; }
+
     /// Has the worker do something, without waiting for it.
     void post(std::function<void(NodeWorker&)> work);
 
@@ -97,6 +115,11 @@ private:
     void makeSide();
     void abandonSide(const char* what);
 
+    /// Passes a signal of the worker on, unless the worker was left behind while
+    /// the signal was under way.
+    template <typename... Arguments>
+    void forward(void (NodeWorker::*from)(Arguments...), void (AudioNode::*to)(Arguments...));
+
     const NodeWords m_words;
     const WorkerMaker m_makeWorker;
     NodeConfiguration m_configuration;
@@ -105,6 +128,8 @@ private:
     std::shared_ptr<NodeStream> m_stream;
     std::unique_ptr<DeviceThread> m_thread;
     NodeWorker* m_worker = nullptr; ///< lives and dies on m_thread
+    quint64 m_side = 0;             ///< counts the workers
+    std::shared_ptr<DeviceThread::Completion> m_requestedStop;
 };
 
 } // namespace media::audio

@@ -66,7 +66,7 @@ bool AudioOutputNode::hasPlayedOut() const
 
 qsizetype AudioOutputNode::sinkBufferBytes() const
 {
-    return m_share->sinkBufferBytes;
+    return static_cast<const OutputWorker&>(worker()).sinkBufferBytes();
 }
 
 void AudioOutputNode::setPullCallback(PullCallback callback)

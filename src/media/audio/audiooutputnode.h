@@ -66,7 +66,7 @@ public:
     void setPullMode(bool enabled);
 
 public slots:
-    /// Any thread that may call the node; carried out on the device thread later.
+    /// Node's thread; carried out on the device thread later.
     void rebuildSink();
 
 private:

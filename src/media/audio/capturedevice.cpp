@@ -61,7 +61,7 @@ const float* AudioInputNode::CaptureDevice::toSamples(const char* data, quint64 
 void AudioInputNode::CaptureDevice::reportOverflow(quint64 dropped)
 {
     const quint64 total = m_stream->dropped.fetch_add(dropped) + dropped;
-    if (m_share->quiet)
+    if (m_share->quiet || m_stream->stopping)
         return;
     const qint64 nowMs = m_stream->nowMs();
     const qint64 lastMs = m_stream->overflowReportedAt;

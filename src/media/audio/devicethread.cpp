@@ -8,10 +8,7 @@
 #include <QThread>
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
-#include <memory>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -46,29 +43,6 @@ private:
 
     std::mutex m_lock;
     std::vector<QThread*> m_threads;
-};
-
-/// How the one who waits learns that the work is done. Shared, as either side
-/// may be the last to look at it.
-class Completion {
-public:
-    void signal()
-    {
-        const std::lock_guard lock(m_lock);
-        m_done = true;
-        m_changed.notify_all();
-    }
-
-    [[nodiscard]] bool waitFor(std::chrono::milliseconds bound)
-    {
-        std::unique_lock lock(m_lock);
-        return m_changed.wait_for(lock, bound, [this] { return m_done; });
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_done = false;
 };
 
 } // namespace
@@ -109,6 +83,19 @@ private:
     std::deque<Work> m_pending;
 };
 
+void DeviceThread::Completion::signal()
+{
+    const std::lock_guard lock(m_lock);
+    m_done = true;
+    m_changed.notify_all();
+}
+
+bool DeviceThread::Completion::waitFor(Ms bound)
+{
+    std::unique_lock lock(m_lock);
+    return m_changed.wait_for(lock, bound, [this] { return m_done; });
+}
+
 DeviceThread::DeviceThread(const QString& name)
     : m_thread(new QThread)
     , m_queue(new Queue)
@@ -130,16 +117,19 @@ void DeviceThread::post(Work work)
         m_queue->push(std::move(work));
 }
 
-bool DeviceThread::run(Work work, Ms bound)
+std::shared_ptr<DeviceThread::Completion> DeviceThread::submit(Work work)
 {
-    if (!m_thread)
-        return false;
     const auto completion = std::make_shared<Completion>();
-    m_queue->push([work = std::move(work), completion] {
+    post([work = std::move(work), completion] {
         work();
         completion->signal();
     });
-    return completion->waitFor(bound);
+    return completion;
+}
+
+bool DeviceThread::run(Work work, Ms bound)
+{
+    return m_thread && submit(std::move(work))->waitFor(bound);
 }
 
 bool DeviceThread::end(Ms bound)

@@ -4,7 +4,10 @@
 #include <QtGlobal>
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <memory>
+#include <mutex>
 
 class QObject;
 class QThread;
@@ -20,12 +23,16 @@ namespace media::audio {
 /// still stuck when the process exits cuts the exit short after main() with
 /// main's status, as the toolkit's own tear-down would wait for it for ever.
 ///
-/// All operations belong to the owner's thread. Work is run one piece after the
+/// Operations come from one thread at a time: the owner's, or that of whoever
+/// holds the lock under which several share it. Work is run one piece after the
 /// other, in order, by the thread's event loop.
 class DeviceThread {
 public:
     using Work = std::function<void()>;
     using Ms = std::chrono::milliseconds;
+
+    /// Tells whoever holds it, on any thread, that a piece of work is done.
+    class Completion;
 
     /// Starts the thread.
     explicit DeviceThread(const QString& name);
@@ -36,6 +43,9 @@ public:
 
     /// Does not wait. The work has to own what it touches.
     void post(Work work);
+
+    /// `post`, with a completion to wait for; never null.
+    [[nodiscard]] std::shared_ptr<Completion> submit(Work work);
 
     /// Waits until the work is done, at most `bound`; false when it is not: the
     /// thread hangs in this work or an earlier one, and may still do it later.
@@ -56,6 +66,19 @@ private:
 
     QThread* m_thread = nullptr; ///< null when Ended or Abandoned
     Queue* m_queue = nullptr;    ///< lives on the thread, deleted by it
+};
+
+class DeviceThread::Completion {
+public:
+    void signal();
+
+    /// False when the work is not done within `bound`.
+    [[nodiscard]] bool waitFor(Ms bound);
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    bool m_done = false;
 };
 
 } // namespace media::audio

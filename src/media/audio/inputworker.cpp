@@ -17,8 +17,8 @@ devices::DeviceManager& manager()
 
 NodeWords inputWords()
 {
-    return {"AudioInputNode", "QAudioSource", "source",
-            "rebuildSource",  "audio-io-in",  "audio-livewd-in"};
+    return {"AudioInputNode", "QAudioSource",    "source",           "rebuildSource",
+            "audio-io-in",    "audio-livewd-in", "media.audio.input"};
 }
 
 InputWorker::InputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<InputShare> share)

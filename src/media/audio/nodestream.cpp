@@ -7,12 +7,24 @@ namespace media::audio {
 void NodeStream::prepare(quint64 channelCount, QAudioFormat::SampleFormat wireFormat,
                          quint64 ringFrames)
 {
+    setShape(channelCount, wireFormat, ringFrames);
+    ring.setCapacity(m_channels * ringFrames);
+}
+
+void NodeStream::prepareAgain(quint64 channelCount, QAudioFormat::SampleFormat wireFormat,
+                              quint64 ringFrames)
+{
+    setShape(channelCount, wireFormat, ringFrames);
+    begin();
+}
+
+void NodeStream::setShape(quint64 channelCount, QAudioFormat::SampleFormat wireFormat,
+                          quint64 ringFrames)
+{
     m_channels = std::max(channelCount, quint64{1});
     m_int16 = wireFormat == QAudioFormat::Int16;
-    const quint64 samples = m_channels * ringFrames;
-    ring.setCapacity(samples);
-    // The ring has complained about an excess; begin() need not do it again.
-    m_ringRequest = std::min(samples, AudioRing::kMaxRingFrames);
+    // The ring complains about an excess once; begin() need not do it again.
+    m_ringRequest = std::min(m_channels * ringFrames, AudioRing::kMaxRingFrames);
 }
 
 void NodeStream::begin()
@@ -25,14 +37,9 @@ void NodeStream::begin()
 
 void NodeStream::succeed(const NodeStream& previous)
 {
-    m_channels = previous.m_channels.load();
-    m_int16 = previous.m_int16.load();
-    m_ringRequest = previous.m_ringRequest;
     samplesMoved = previous.samplesMoved.load();
     underruns = previous.underruns.load();
     dropped = previous.dropped.load();
-    if (previous.ring.capacity() > 0)
-        begin();
 }
 
 } // namespace media::audio

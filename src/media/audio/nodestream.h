@@ -37,7 +37,13 @@ public:
     /// Between two runs: an empty ring, nothing heard of the earlier one.
     void begin();
 
-    /// Takes over the counts of the stream that this one replaces, and its format.
+    /// `prepare` with what an earlier stream was prepared with already: an excess
+    /// has been complained of.
+    void prepareAgain(quint64 channelCount, QAudioFormat::SampleFormat wireFormat,
+                      quint64 ringFrames);
+
+    /// Takes over the counts of the stream that this one replaces, whose device
+    /// thread may still be at work on it.
     void succeed(const NodeStream& previous);
 
     /// For good: the device's side is told that there is no node any more.
@@ -65,8 +71,13 @@ public:
     std::atomic<quint64> underruns = 0;
     std::atomic<quint64> dropped = 0;
 
-    /// When dropped samples were last warned of, on `nowMs`.
+    /// When dropped samples were last warned of, on `nowMs`. Set back together
+    /// with `dropped`, so that a new count begins with a warning of its own.
     std::atomic<qint64> overflowReportedAt = kNever;
+
+    /// From the caller's asking for a stop to its next start: nobody drains the
+    /// ring then, so dropped samples are counted but not warned of.
+    std::atomic<bool> stopping = false;
 
     /// Samples that the ring took and gave since `begin`, and the silence that
     /// the sink took since the last real sample. `taken` is published after
@@ -80,6 +91,8 @@ public:
     std::atomic<quint64> silenceUntilHeard = 0;
 
 private:
+    void setShape(quint64 channelCount, QAudioFormat::SampleFormat wireFormat, quint64 ringFrames);
+
     QElapsedTimer m_clock;
     quint64 m_ringRequest = 0;
     std::atomic<quint64> m_channels = 1;

@@ -28,9 +28,12 @@ QString keyOf(const QByteArray& id)
 
 } // namespace
 
-NodeWorker::NodeWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream)
+NodeWorker::NodeWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream,
+                       const NodeWatchdog::State& watchdog)
     : m_words(words)
+    , m_category(words.category, QtWarningMsg)
     , m_stream(std::move(stream))
+    , m_watchdog(watchdog)
 {
     checkPointers(this, this);
     connect(this, &NodeWorker::rebuildAsked, this, &NodeWorker::rebuildInRun, Qt::QueuedConnection);
@@ -48,25 +51,33 @@ void NodeWorker::tearDown()
 bool NodeWorker::configure(const NodeConfiguration& wanted)
 {
     tearDown();
-    m_configuration = wanted;
+    // Left behind in the tear-down: what follows is another worker's by now.
+    if (!m_stream->attached || !prepare(wanted))
+        return false;
+    adopt(wanted);
+    return true;
+}
+
+bool NodeWorker::prepare(const NodeConfiguration& wanted)
+{
     checkSampleFormat(wanted.format);
     checkChannelCount(wanted);
     if (!checkSampleRate(wanted))
         return false;
     m_stream->prepare(clampedChannels(wanted.format), wanted.format.sampleFormat(),
                       wanted.ringFrames);
-    remember(wanted);
     return true;
+}
+
+void NodeWorker::prepareAgain(const NodeConfiguration& checked)
+{
+    m_stream->prepareAgain(clampedChannels(checked.format), checked.format.sampleFormat(),
+                           checked.ringFrames);
 }
 
 void NodeWorker::adopt(const NodeConfiguration& checked)
 {
     m_configuration = checked;
-    remember(checked);
-}
-
-void NodeWorker::remember(const NodeConfiguration& checked)
-{
     renewTransfer();
     createDevice(false);
     m_deviceDescription = checked.device.description();
@@ -127,6 +138,14 @@ bool NodeWorker::start()
     return openForStart();
 }
 
+void NodeWorker::resumeStart()
+{
+    m_wanted = true;
+    m_lastState = deviceState();
+    withWatchdog([this](NodeWatchdog& dog) { dog.markStartIntent(m_stream->nowMs()); });
+    startTicker();
+}
+
 bool NodeWorker::openForStart()
 {
     // Opening a device that has gone never returns, so it is asked for at the
@@ -171,8 +190,10 @@ void NodeWorker::stop()
     // Keeps the state change that follows from being taken for a failure.
     m_rebuildInProgress = true;
     m_wanted = false;
-    ++m_run;
     m_ticker.reset();
+    // After the watchdog's last word, which belongs to the run that ends here.
+    ++m_run;
+    m_rebuildQueued = false;
     withWatchdog([](NodeWatchdog& dog) { dog.markStopped(); });
     if (hasDevice())
         stopDevice();
@@ -244,14 +265,17 @@ void NodeWorker::onDeviceListChanged()
 
 void NodeWorker::queueRebuild()
 {
-    emit rebuildAsked(m_run);
+    if (!m_rebuildQueued.exchange(true))
+        emit rebuildAsked(m_run);
 }
 
 void NodeWorker::rebuildInRun(quint64 run)
 {
     // What was asked for in one run must not tear up the next one.
-    if (run == m_run)
-        rebuild();
+    if (run != m_run)
+        return;
+    m_rebuildQueued = false;
+    rebuild();
 }
 
 void NodeWorker::reportAtTick(qint64 /*nowMs*/) {}

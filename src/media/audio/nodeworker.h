@@ -7,6 +7,7 @@
 #include <QAudioDevice>
 #include <QAudioFormat>
 #include <QByteArray>
+#include <QLoggingCategory>
 #include <QObject>
 #include <QString>
 
@@ -34,6 +35,11 @@ struct NodeWords {
     const char* rebuild; ///< "rebuildSink"
     const char* thread;  ///< name of the device thread
     const char* ticker;  ///< name of the watchdog thread
+
+    /// Name of the logging category for tracing the device's states, off by
+    /// default. The node's other lines go without one: the logger would print it
+    /// in front of them, and log readers look for lines that begin with `node`.
+    const char* category;
 };
 
 /// The device's side of a node: opens, runs, watches, rebuilds and closes the
@@ -50,7 +56,9 @@ class NodeWorker : public QObject {
     Q_OBJECT
 
 public:
-    NodeWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream);
+    /// `watchdog`: limits other than the usual ones.
+    NodeWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream,
+               const NodeWatchdog::State& watchdog = {});
     ~NodeWorker() override;
     Q_DISABLE_COPY_MOVE(NodeWorker)
 
@@ -58,12 +66,25 @@ public:
     /// impossible. Sizes the ring.
     bool configure(const NodeConfiguration& wanted);
 
-    /// Unconfigured → Configured, with a configuration that an earlier worker
-    /// checked and a stream that is ready for it.
+    /// The part of `configure` that needs no device: checks, and sizes the ring.
+    /// False when the sample rate is impossible. Also on the caller's thread, as
+    /// long as the device thread has nothing to do yet.
+    bool prepare(const NodeConfiguration& wanted);
+
+    /// `prepare` with a configuration that was accepted before; says nothing.
+    void prepareAgain(const NodeConfiguration& checked);
+
+    /// Unconfigured → Configured, with a configuration that was accepted and a
+    /// stream that was prepared for it.
     void adopt(const NodeConfiguration& checked);
 
     /// Configured → Running; false when the device could not be started.
     bool start();
+
+    /// Configured → Stalled, in place of a worker that hung in `start`: leaves it
+    /// to the watchdog to open the device. Unlike `start` it leaves the ring
+    /// alone, as the caller may be writing by now.
+    void resumeStart();
 
     /// Any but Unconfigured → Configured.
     void stop();
@@ -75,10 +96,13 @@ public:
     /// called before deletion, while all of the object is there.
     void tearDown();
 
+    /// Any thread. Tells one run from the next: counts the stops.
+    [[nodiscard]] quint64 run() const { return m_run; }
+
 signals:
     void deviceStateChanged(QAudio::State newState, QAudio::Error error);
     void deviceRebuilt(int rebuildCountSoFar);
-    void watchdogGaveUp();
+    void watchdogGaveUp(quint64 run);
     void audioUnhealthy(const QString& reason);
     void audioHealthy();
 
@@ -127,7 +151,6 @@ private:
     void checkSampleFormat(const QAudioFormat& format) const;
     void checkChannelCount(const NodeConfiguration& wanted) const;
     [[nodiscard]] bool checkSampleRate(const NodeConfiguration& wanted) const;
-    void remember(const NodeConfiguration& checked);
     [[nodiscard]] bool openForStart();
     [[nodiscard]] bool startOrWarn();
     [[nodiscard]] QAudioDevice currentDevice() const;
@@ -147,6 +170,7 @@ private:
     }
 
     const NodeWords m_words;
+    const QLoggingCategory m_category;
     const std::shared_ptr<NodeStream> m_stream;
 
     NodeConfiguration m_configuration;
@@ -158,7 +182,9 @@ private:
     bool m_deviceListFollowed = false;
     std::atomic<bool> m_deviceAbsent = false;
     std::atomic<int> m_lastState = QAudio::ActiveState;
-    std::atomic<quint64> m_run = 0; ///< counts the stops
+    std::atomic<quint64> m_run = 0;
+    /// One request is enough, however long the device thread takes to get to it.
+    std::atomic<bool> m_rebuildQueued = false;
 
     std::mutex m_watchdogLock;
     NodeWatchdog m_watchdog;

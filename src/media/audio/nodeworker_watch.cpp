@@ -23,7 +23,7 @@ void NodeWorker::tick()
     if (found.health == WatchdogTick::Health::BecameUnhealthy)
         emit audioUnhealthy(QStringLiteral("POST_GIVEUP_TIMEOUT"));
     if (found.gaveUp)
-        emit watchdogGaveUp();
+        emit watchdogGaveUp(m_run);
     if (found.recovery) {
         // These are samples; log readers know the line with "bytes".
         qInfo("%s: stream recovered on its own after watchdog gave up (bytes %lld -> %lld). "
@@ -53,6 +53,7 @@ void NodeWorker::onStateChanged(QAudio::State reported)
     const QAudio::State state = hasDevice() ? deviceState() : reported;
     const QAudio::Error error = hasDevice() ? deviceError() : QAudio::NoError;
     const int previous = m_lastState.exchange(state);
+    qCDebug(m_category) << m_words.node << "in" << state << "with" << error << "in run" << run();
     emit deviceStateChanged(state, error);
     const bool dropped = previous == QAudio::ActiveState && state != QAudio::ActiveState;
     if (dropped && !m_rebuildInProgress)
@@ -82,7 +83,7 @@ void NodeWorker::handleError(QAudio::Error error)
         return asked;
     });
     if (gaveUp)
-        emit watchdogGaveUp();
+        emit watchdogGaveUp(m_run);
     if (rebuildAsked)
         queueRebuild();
 }

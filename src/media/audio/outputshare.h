@@ -13,7 +13,6 @@ namespace media::audio {
 /// stream it goes on with. Shared by the node and its device threads.
 struct OutputShare {
     std::atomic<float> volume = 1.0F;
-    std::atomic<qsizetype> sinkBufferBytes = 0;
 
     std::atomic<bool> pullMode = false;
     std::mutex pullLock; ///< guards the callback, also while it runs

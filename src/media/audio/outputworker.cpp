@@ -32,8 +32,8 @@ devices::DeviceManager& manager()
 
 NodeWords outputWords()
 {
-    return {"AudioOutputNode", "QAudioSink",   "sink",
-            "rebuildSink",     "audio-io-out", "audio-livewd-out"};
+    return {"AudioOutputNode",  "QAudioSink",        "sink", "rebuildSink", "audio-io-out",
+            "audio-livewd-out", "media.audio.output"};
 }
 
 OutputWorker::OutputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<OutputShare> share)
@@ -63,7 +63,7 @@ void OutputWorker::prepareBackend(QAudioSink& /*sink*/, bool afterRebuild)
     // A rebuilt sink has no floor: it is known to have run on this device.
     const quint64 share = configuration().ringFrames / kRingPartOfSinkBuffer;
     const quint64 frames = afterRebuild ? share : std::max(share, kLeastSinkBufferFrames);
-    m_share->sinkBufferBytes = static_cast<qsizetype>(frameBytes() * frames);
+    m_sinkBufferBytes = static_cast<qsizetype>(frameBytes() * frames);
     applyVolume();
 }
 
@@ -71,8 +71,8 @@ void OutputWorker::beforeStart(QAudioSink& sink)
 {
     // Asked for anew each time: after a run the sink would ask for what it was
     // granted then, and shrink from run to run.
-    if (m_share->sinkBufferBytes > 0)
-        sink.setBufferSize(m_share->sinkBufferBytes);
+    if (m_sinkBufferBytes > 0)
+        sink.setBufferSize(m_sinkBufferBytes);
 }
 
 void OutputWorker::afterStart(const QAudioSink& sink)
@@ -80,7 +80,7 @@ void OutputWorker::afterStart(const QAudioSink& sink)
     const auto rateHz = static_cast<quint64>(configuration().format.sampleRate());
     const quint64 serverFrames = rateHz * kServerLatencyMs / kMsPerSecond;
     const quint64 buffered =
-        static_cast<quint64>(std::max(sink.bufferSize(), m_share->sinkBufferBytes.load())) /
+        static_cast<quint64>(std::max(sink.bufferSize(), m_sinkBufferBytes.load())) /
         stream()->bytesPerSample();
     stream()->silenceUntilHeard =
         kSinkBuffersUntilHeard * buffered + serverFrames * stream()->channels();
@@ -88,7 +88,7 @@ void OutputWorker::afterStart(const QAudioSink& sink)
 
 void OutputWorker::dropDevice()
 {
-    m_share->sinkBufferBytes = 0;
+    m_sinkBufferBytes = 0;
     DeviceWorker::dropDevice();
 }
 

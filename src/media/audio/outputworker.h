@@ -6,6 +6,7 @@
 
 #include <QAudioSink>
 
+#include <atomic>
 #include <memory>
 
 namespace media::audio {
@@ -20,6 +21,9 @@ public:
 
     /// Device thread. The sink's gain becomes the remembered one.
     void applyVolume();
+
+    /// Any thread. What the current sink was asked for, in bytes; 0 without one.
+    [[nodiscard]] qsizetype sinkBufferBytes() const { return m_sinkBufferBytes; }
 
 protected:
     [[nodiscard]] std::unique_ptr<AudioOutputNode::FeedDevice> makeTransfer() const override;
@@ -36,6 +40,7 @@ private:
     [[nodiscard]] quint64 frameBytes() const;
 
     const std::shared_ptr<OutputShare> m_share;
+    std::atomic<qsizetype> m_sinkBufferBytes = 0; ///< written on the device thread only
 
     // Watchdog's thread only, but for what start and stop of the ticker order.
     quint64 m_underrunsReported = 0;

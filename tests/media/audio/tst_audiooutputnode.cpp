@@ -398,6 +398,21 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
     }
 
+    void startThatHungPlaysByItselfWhenTheServerGoesOn()
+    {
+        m_log->tolerate(QtWarningMsg, "AudioOutputNode");
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), kRingFrames);
+        m_server.stopProcess();
+        QVERIFY(!node.start());
+        const QList<float> sound = signal_makers::counter(4000);
+        write(node, sound);
+        m_server.continueProcess();
+        SoundServer::Capture capture(m_server);
+        QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);
+        node.stop();
+    }
+
     void soundReturnsWhenTheServerIsStartedAgain()
     {
         m_log->tolerate(QtWarningMsg, "Stream error");

@@ -140,6 +140,15 @@ private slots:
         QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
     }
 
+    void overflowWhileStoppingIsCountedOnly()
+    {
+        Capture capture(1, QAudioFormat::Float, 1);
+        capture.stream->stopping = true;
+        capture.write(QList<float>{1, 2, 3});
+        QCOMPARE(capture.stream->dropped.load(), 2U);
+        QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
+    }
+
     void writeIsRefusedOnceDetached()
     {
         Capture capture(1, QAudioFormat::Float);

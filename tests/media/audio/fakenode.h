@@ -1,0 +1,57 @@
+#pragma once
+
+#include "media/audio/audionode.h"
+
+#include <QAudioDevice>
+#include <QList>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+/// Where a device thread can be made to hang, as it does in the toolkit.
+class Gate {
+public:
+    void close();
+    void open();
+
+    /// Waits while the gate is closed.
+    void pass();
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    bool m_closed = false;
+};
+
+/// A device that never moves a sample, and what a test does to it and learns of
+/// it. Shared by all workers of one node, from any thread.
+struct FakeDevice {
+    Gate creating;
+    Gate starting;
+    Gate stopping;
+    std::atomic<int> starts = 0; ///< that came back
+    std::atomic<int> rebuilds = 0;
+    std::atomic<int> ticks = 0;
+    media::audio::NodeWatchdog::State limits{};
+};
+
+/// A node on a FakeDevice.
+class FakeNode : public media::audio::AudioNode {
+public:
+    explicit FakeNode(std::shared_ptr<FakeDevice> device);
+
+    /// Writes the block's first channel.
+    void process(const AudioContext& block) override;
+
+    /// Has the device thread see its device fail, and waits for that without
+    /// running this thread's events.
+    void failDevice();
+
+    /// Waits for the device thread, with all that was asked of it so far done.
+    void waitForDeviceThread();
+
+    using AudioNode::stream;
+};
