@@ -6,4 +6,7 @@
 void registerResources()
 {
     Q_INIT_RESOURCE(vela);
+#ifdef VELA_HAS_TRANSLATIONS
+    Q_INIT_RESOURCE(translations);
+#endif
 }

@@ -15,6 +15,7 @@ libgl1-mesa-dev            pc:gl
 pkg-config                 cmd:pkg-config
 libpulse-dev               pc:libpulse
 libisal-dev                pc:libisal
+qt6-l10n-tools             -
 zlib1g-dev                 pc:zlib
 libqt6svg6                 -
 "

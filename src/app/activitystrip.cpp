@@ -1,5 +1,6 @@
 #include "app/activitystrip.h"
 
+#include <QAccessibleWidget>
 #include <QBoxLayout>
 #include <QLabel>
 #include <QMouseEvent>
@@ -14,6 +15,13 @@ namespace {
 constexpr int kBarHeight = 12;
 constexpr int kMargin = 4;
 
+QAccessibleInterface* alertFor(const QString& className, QObject* object)
+{
+    if (className != QLatin1String(ActivityStrip::staticMetaObject.className()))
+        return nullptr;
+    return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::AlertMessage);
+}
+
 } // namespace
 
 ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
@@ -25,6 +33,7 @@ ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
     , m_button(new QPushButton(this))
     , m_timer(new QTimer(this))
 {
+    QAccessible::installFactory(alertFor); // once, however often it is asked
     setObjectName(QStringLiteral("activityStrip"));
     m_text->setObjectName(QStringLiteral("labelActivity"));
     m_text->setTextFormat(Qt::PlainText);
@@ -60,6 +69,7 @@ void ActivityStrip::showWork(const QString& what, const QString& cancelToolTip)
     m_text->setToolTip({});
     m_progress->setRange(0, 0);
     m_progress->setAccessibleName(what);
+    setAccessibleName(what);
     m_progress->show();
     m_button->setText(tr("Cancel"));
     m_button->setToolTip(cancelToolTip);
@@ -80,6 +90,7 @@ void ActivityStrip::showMessage(const QString& message)
         return;
     }
     m_text->setText(message);
+    setAccessibleName(message);
     m_text->setToolTip(tr("Click to close this message"));
     m_progress->hide();
     m_button->setText(tr("Close"));
@@ -87,6 +98,8 @@ void ActivityStrip::showMessage(const QString& message)
     m_button->show();
     enterLayout();
     m_timer->start();
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 void ActivityStrip::endWork()

@@ -14,6 +14,7 @@ class QTimer;
 /// where that is possible) → idle; idle → message (goes away by itself, by a
 /// click or by the keyboard) → idle. A message that comes while working waits
 /// until the work has ended. While idle it is not part of the layout.
+/// To assistive technology it is an alert, and each of its texts is announced.
 class ActivityStrip : public QFrame {
     Q_OBJECT
 

@@ -1,5 +1,6 @@
 #include "app/startup.h"
 
+#include "app/translation.h"
 #include "app/vela.h"
 #include "media/devices/mediaplatform.h"
 #include "settings/identity.h"
@@ -7,6 +8,7 @@
 
 #include <QApplication>
 #include <QIcon>
+#include <QLocale>
 #include <QSharedPointer>
 #include <QStyleFactory>
 
@@ -20,6 +22,7 @@ int runVela(int& argc, char** argv)
     QCoreApplication::setOrganizationName(QString::fromUtf16(kOrganisationName));
     QCoreApplication::setOrganizationDomain(QString::fromUtf16(kOrganisationDomain));
     auto application = std::make_unique<QApplication>(argc, argv);
+    translation::install(QLocale::system());
     QCoreApplication::setApplicationName(QString::fromUtf16(kOrganisationName) +
                                          QStringLiteral(" Vela"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/vector/logo.svg")));

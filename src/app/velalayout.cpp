@@ -76,6 +76,7 @@ void VelaLayout::buildToolbar(QWidget* parent)
     toolbarLayout->addStretch();
     position = new QLabel(QStringLiteral("00:00:00.000"), parent);
     position->setObjectName(QStringLiteral("labelPosition"));
+    position->setAccessibleDescription(text(QT_TRANSLATE_NOOP("Vela", "Position")));
     position->setStyleSheet(QStringLiteral(
         "QLabel { color: #0f0; font-family: monospace; font-size: 13px; padding: 2px 6px; "
         "background: #222; border: 1px solid #555; border-radius: 3px; }"));

@@ -220,7 +220,7 @@ void VelaEngine::startRecording()
         qWarning() << "VelaEngine: cannot record — no input device";
         return;
     }
-    m_recordTrack = m_project->addTrack(QStringLiteral("Recording"), 1);
+    m_recordTrack = m_project->addTrack(tr("Recording"), 1);
     emit structureChanged();
     m_project->recording = true;
     m_recording = true;

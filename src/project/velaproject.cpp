@@ -1,5 +1,6 @@
 #include "project/velaproject.h"
 
+#include <QCoreApplication>
 #include <QDebug>
 
 #include <algorithm>
@@ -19,7 +20,9 @@ VelaProject::VelaProject(qint32 rateHz)
 TrackHandle VelaProject::addTrack(const QString& name, int channels)
 {
     ++trackCounter;
-    const QString trackName = name.isEmpty() ? QStringLiteral("Track %1").arg(trackCounter) : name;
+    const QString trackName =
+        name.isEmpty() ? QCoreApplication::translate("VelaProject", "Track %1").arg(trackCounter)
+                       : name;
     const auto track = TrackHandle::create(trackName, channels, sampleRate);
     tracks.append(track);
     taint(QStringLiteral("addTrack"));

@@ -1,5 +1,8 @@
 #include "widgets/namelabel.h"
 
+#include "widgets/focusring.h"
+
+#include <QKeyEvent>
 #include <QPainter>
 #include <QStyle>
 #include <QStyleOption>
@@ -9,6 +12,7 @@ NameLabel::NameLabel(QWidget* parent)
 {
     // A name may look like markup; it is none.
     setTextFormat(Qt::PlainText);
+    setFocusPolicy(Qt::TabFocus);
 }
 
 void NameLabel::setName(const QString& name)
@@ -23,6 +27,14 @@ QSize NameLabel::minimumSizeHint() const
     return {0, QLabel::minimumSizeHint().height()};
 }
 
+void NameLabel::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        emit activated();
+    else
+        QLabel::keyPressEvent(event);
+}
+
 void NameLabel::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
@@ -33,4 +45,5 @@ void NameLabel::paintEvent(QPaintEvent*)
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, area.width());
     style()->drawItemText(&painter, area, static_cast<int>(alignment()) | Qt::TextSingleLine,
                           palette(), isEnabled(), shown, foregroundRole());
+    focus_ring::paint(painter, *this);
 }

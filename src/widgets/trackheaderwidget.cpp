@@ -1,11 +1,13 @@
 #include "widgets/trackheaderwidget.h"
 
+#include "widgets/focusring.h"
 #include "widgets/namelabel.h"
 
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -15,6 +17,20 @@ constexpr int kHeaderWidth = 140;
 constexpr int kMargin = 4;
 constexpr int kSpacing = 2;
 constexpr QSize kButtonSize{30, 24};
+
+/// Its style sheet replaces the style's own mark of the keyboard focus.
+class HeaderButton : public QPushButton {
+public:
+    using QPushButton::QPushButton;
+
+protected:
+    void paintEvent(QPaintEvent* event) override
+    {
+        QPushButton::paintEvent(event);
+        QPainter painter(this);
+        focus_ring::paint(painter, *this);
+    }
+};
 
 } // namespace
 
@@ -26,24 +42,13 @@ TrackHeaderWidget::TrackHeaderWidget(QWidget* parent)
     setFixedWidth(kHeaderWidth);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
     setAttribute(Qt::WA_StyledBackground); // or the background below would not be drawn
+    setToolTip(tr("Double-click, or press Return on the name, to rename the track"));
 
     auto* const column = new QVBoxLayout(this);
     column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     column->setSpacing(kSpacing);
 
-    m_nameLabel->setAlignment(Qt::AlignCenter);
-    m_nameLabel->setStyleSheet(
-        QStringLiteral("QLabel { color: #ddd; font-weight: bold; padding: 2px; }"));
-    column->addWidget(m_nameLabel);
-
-    m_nameEditor->setAlignment(Qt::AlignCenter);
-    m_nameEditor->setAccessibleName(tr("Track name"));
-    m_nameEditor->hide();
-    m_nameEditor->installEventFilter(this);
-    connect(m_nameEditor, &QLineEdit::editingFinished, this,
-            &TrackHeaderWidget::onNameEditFinished);
-    column->addWidget(m_nameEditor);
-
+    addName(column);
     auto* const row = new QHBoxLayout;
     row->setSpacing(kSpacing);
     m_muteButton =
@@ -62,6 +67,7 @@ TrackHeaderWidget::TrackHeaderWidget(QWidget* parent)
     column->addLayout(row);
     column->addStretch();
 
+    setTabOrder(m_nameLabel, m_nameEditor);
     setTabOrder(m_nameEditor, m_muteButton);
     setTabOrder(m_muteButton, m_soloButton);
     setStyleSheet(
@@ -76,10 +82,28 @@ TrackHeaderWidget::~TrackHeaderWidget()
     m_nameEditor->removeEventFilter(this);
 }
 
+void TrackHeaderWidget::addName(QVBoxLayout* column)
+{
+    m_nameLabel->setAlignment(Qt::AlignCenter);
+    m_nameLabel->setStyleSheet(
+        QStringLiteral("QLabel { color: #ddd; font-weight: bold; padding: 2px; }"));
+    m_nameLabel->setAccessibleDescription(tr("Press Return to rename the track"));
+    connect(m_nameLabel, &NameLabel::activated, this, &TrackHeaderWidget::enterEditor);
+    column->addWidget(m_nameLabel);
+
+    m_nameEditor->setAlignment(Qt::AlignCenter);
+    m_nameEditor->setAccessibleName(tr("Track name"));
+    m_nameEditor->hide();
+    m_nameEditor->installEventFilter(this);
+    connect(m_nameEditor, &QLineEdit::editingFinished, this,
+            &TrackHeaderWidget::onNameEditFinished);
+    column->addWidget(m_nameEditor);
+}
+
 QPushButton* TrackHeaderWidget::addButton(QHBoxLayout* row, const QString& text,
                                           const QString& toolTip, const QString& checkedColours)
 {
-    auto* const button = new QPushButton(text, this);
+    auto* const button = new HeaderButton(text, this);
     button->setCheckable(true);
     button->setFixedSize(kButtonSize);
     button->setToolTip(toolTip);
@@ -138,17 +162,23 @@ void TrackHeaderWidget::followToggles()
 
 void TrackHeaderWidget::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    if (!m_track || m_editing) {
+    if (enterEditor())
+        event->accept();
+    else
         QWidget::mouseDoubleClickEvent(event);
-        return;
-    }
+}
+
+bool TrackHeaderWidget::enterEditor()
+{
+    if (!m_track || m_editing)
+        return false;
     m_editing = true;
     m_nameLabel->hide();
     m_nameEditor->setText(m_track->name);
     m_nameEditor->show();
     m_nameEditor->setFocus();
     m_nameEditor->selectAll();
-    event->accept();
+    return true;
 }
 
 void TrackHeaderWidget::onNameEditFinished()
@@ -182,8 +212,9 @@ bool TrackHeaderWidget::eventFilter(QObject* watched, QEvent* event)
 void TrackHeaderWidget::leaveEditor()
 {
     m_editing = false; // first: losing the focus below also ends the editing
-    // Otherwise hiding it would hand the focus on to the Mute button.
-    m_nameEditor->clearFocus();
-    m_nameEditor->hide();
     m_nameLabel->show();
+    // Otherwise hiding the editor would hand the focus on to the Mute button.
+    if (m_nameEditor->hasFocus())
+        m_nameLabel->setFocus();
+    m_nameEditor->hide();
 }

@@ -8,10 +8,12 @@ class NameLabel;
 class QHBoxLayout;
 class QLineEdit;
 class QPushButton;
+class QVBoxLayout;
 
 /// The head of a track strip: the track's name, and its Mute and Solo buttons.
-/// Writes the track's `name`, `muted` and `solo`. A double-click renames: Return
-/// or leaving the field keeps the new name, Escape the old one.
+/// Writes the track's `name`, `muted` and `solo`. A double-click, or Return on
+/// the name, renames: Return or leaving the field keeps the new name, Escape the
+/// old one.
 ///
 /// GUI thread only. Shares the track.
 class TrackHeaderWidget : public QWidget {
@@ -46,10 +48,12 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void addName(QVBoxLayout* column);
     QPushButton* addButton(QHBoxLayout* row, const QString& text, const QString& toolTip,
                            const QString& checkedColours);
     void showName();
     void followToggles();
+    bool enterEditor();
     void leaveEditor();
 
     TrackHandle m_track;

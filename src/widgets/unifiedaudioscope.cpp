@@ -1,5 +1,6 @@
 #include "widgets/unifiedaudioscope.h"
 
+#include "widgets/focusring.h"
 #include "widgets/levelmeterpainter.h"
 #include "widgets/pixelfill.h"
 #include "widgets/popout.h"
@@ -8,6 +9,7 @@
 
 #include <QActionGroup>
 #include <QContextMenuEvent>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -74,6 +76,8 @@ UnifiedAudioScope::UnifiedAudioScope(QWidget* parent)
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Audio scope"));
+    setToolTip(tr("Double-click or Return: a window of its own. Right-click: what is shown."));
+    describeMode();
     m_clock.start();
     setChannelCount(1);
     m_tickTimer.setSingleShot(true);
@@ -141,9 +145,17 @@ void UnifiedAudioScope::setMode(Mode mode)
 void UnifiedAudioScope::chooseMode(Mode mode)
 {
     m_mode = mode;
+    describeMode();
     if (m_mode == Mode::Spectrum)
         rebuildAnalysers();
     recreateFrame();
+}
+
+// The picture itself says nothing to assistive technology.
+void UnifiedAudioScope::describeMode()
+{
+    const ModeInfo* info = infoOf(m_mode);
+    setAccessibleDescription(info == nullptr ? QString() : tr(info->toolTip));
 }
 
 void UnifiedAudioScope::setSampleRate(int rateHz)
@@ -297,10 +309,7 @@ void UnifiedAudioScope::paintEvent(QPaintEvent* /*event*/)
     QPainter painter(this);
     painter.drawImage(rect(), m_frame);
     paintLabels(painter);
-    if (hasFocus() && window()->testAttribute(Qt::WA_KeyboardFocusChange)) {
-        painter.setPen(palette().color(QPalette::Highlight));
-        painter.drawRect(rect().adjusted(0, 0, -1, -1));
-    }
+    focus_ring::paint(painter, *this);
 }
 
 void UnifiedAudioScope::paintLabels(QPainter& painter) const
@@ -334,15 +343,28 @@ void UnifiedAudioScope::showEvent(QShowEvent* event)
 
 void UnifiedAudioScope::mouseDoubleClickEvent(QMouseEvent* event)
 {
-    if (event->button() == Qt::LeftButton && isPoppedOut()) {
-        m_popOut->restore();
+    if (event->button() == Qt::LeftButton && togglePopOut())
         event->accept();
-    } else if (event->button() == Qt::LeftButton && m_popOutAllowed &&
-               m_popOut->popOut(tr("Audio Scope"), kPoppedOutSizePx)) {
-        event->accept();
-    } else {
+    else
         QWidget::mouseDoubleClickEvent(event);
+}
+
+void UnifiedAudioScope::keyPressEvent(QKeyEvent* event)
+{
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isReturn && !event->isAutoRepeat() && togglePopOut())
+        event->accept();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+bool UnifiedAudioScope::togglePopOut()
+{
+    if (isPoppedOut()) {
+        m_popOut->restore();
+        return true;
     }
+    return m_popOutAllowed && m_popOut->popOut(tr("Audio Scope"), kPoppedOutSizePx);
 }
 
 void UnifiedAudioScope::contextMenuEvent(QContextMenuEvent* event)

@@ -15,8 +15,8 @@ class PopOut;
 struct ScopeChannel;
 
 /// Shows the monitored signal live as an oscilloscope, a spectrogram or a level
-/// meter. A double-click takes it out into a window of its own and back, the
-/// context menu chooses the mode.
+/// meter. A double-click or Return takes it out into a window of its own and back,
+/// the context menu chooses the mode.
 ///
 /// All on the window's thread, but for push(), which one other thread may call as
 /// long as the channel count is not changed meanwhile. A tick in steady state
@@ -74,6 +74,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
 
@@ -86,6 +87,8 @@ private:
     void composeFrame();
 
     void chooseMode(Mode mode);
+    void describeMode();
+    bool togglePopOut();
     void rebuildAnalysers();
     void assignTraceColours();
     void recreateFrame();

@@ -1,6 +1,7 @@
 #include "app/activitystrip.h"
 #include "support/logcatcher.h"
 
+#include <QAccessible>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -142,6 +143,16 @@ private slots:
         m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
         QTest::qWait(200);
         QVERIFY(m_strip->isVisible());
+    }
+
+    void isAnAlertToAssistiveTechnology()
+    {
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        const auto* strip = QAccessible::queryAccessibleInterface(m_strip);
+        QCOMPARE(strip->role(), QAccessible::AlertMessage);
+        QCOMPARE(strip->text(QAccessible::Name), "File does not exist");
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        QCOMPARE(strip->text(QAccessible::Name), "Opening a.wav…");
     }
 
     void messagesArePlainText()

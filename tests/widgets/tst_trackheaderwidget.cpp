@@ -310,6 +310,54 @@ private slots:
         QCOMPARE(mutes, (QList<QList<QVariant>>{{true}}));
     }
 
+    void returnOnTheNameRenamesAndGivesTheKeyboardBack()
+    {
+        label()->setFocus(Qt::TabFocusReason);
+        QVERIFY(label()->hasFocus());
+        QTest::keyClick(label(), Qt::Key_Return);
+        QVERIFY(editor()->hasFocus());
+        QCOMPARE(editor()->selectedText(), "Take");
+        typeName("Bass");
+        QCOMPARE(m_track->name, "Bass");
+        QVERIFY(label()->hasFocus());
+        QTest::keyClick(label(), Qt::Key_Enter);
+        QTest::keyClick(editor(), Qt::Key_Escape);
+        QVERIFY(label()->hasFocus());
+        QVERIFY(m_header->toolTip().contains("Return"));
+    }
+
+    void aClickOnTheNameLeavesTheKeyboardWhereItIs()
+    {
+        button("S")->setFocus();
+        QTest::mouseClick(label(), Qt::LeftButton);
+        QVERIFY(button("S")->hasFocus());
+    }
+
+    void returnOnTheNameOfNoTrackDoesNothing()
+    {
+        m_header->setTrack({});
+        QTest::keyClick(label(), Qt::Key_Return);
+        QVERIFY(editor()->isHidden());
+    }
+
+    void whatHasTheKeyboardIsMarkedOnceTheKeyboardMovesIt()
+    {
+        const QList<QWidget*> controls{label(), button("M"), button("S")};
+        for (QWidget* control : controls) {
+            m_header->setAttribute(Qt::WA_KeyboardFocusChange, false);
+            control->setFocus();
+            const QImage unmarked = control->grab().toImage();
+            QVERIFY(unmarked.pixelColor(8, 0) != Qt::white);
+            m_header->setAttribute(Qt::WA_KeyboardFocusChange);
+            const QImage marked = control->grab().toImage();
+            QCOMPARE(marked.pixelColor(8, 0), QColor(Qt::white));
+            QCOMPARE(marked.pixelColor(8, control->height() - 1), QColor(Qt::white));
+            QCOMPARE(marked.pixelColor(8, 1), QColor(0x10, 0x10, 0x10));
+            control->clearFocus();
+            QVERIFY(control->grab().toImage().pixelColor(8, 0) != Qt::white);
+        }
+    }
+
     void tabGoesFromNameToMuteToSolo()
     {
         startRenaming();

@@ -355,6 +355,29 @@ private slots:
         QVERIFY(tickTimer(*w.scope)->isActive());
     }
 
+    void returnPopsOutAndRestoresAsADoubleClickDoes()
+    {
+        Window w;
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+            QTest::keyClick(static_cast<QWidget*>(w.scope), key);
+            QVERIFY(w.scope->isPoppedOut());
+            QTest::keyClick(static_cast<QWidget*>(w.scope), key);
+            QVERIFY(w.isScopeInPlace());
+        }
+        w.scope->setPopOutAllowed(false);
+        QTest::keyClick(static_cast<QWidget*>(w.scope), Qt::Key_Return);
+        QVERIFY(!w.scope->isPoppedOut());
+    }
+
+    void assistiveTechnologyIsToldWhatIsShown()
+    {
+        UnifiedAudioScope scope;
+        QCOMPARE(scope.accessibleName(), "Audio scope");
+        QVERIFY(scope.accessibleDescription().startsWith("Scrolling oscilloscope"));
+        scope.setMode(Mode::Level);
+        QVERIFY(scope.accessibleDescription().startsWith("VU meter"));
+    }
+
     void poppedOutItTicksOnWhileItsFormerWindowIsHidden()
     {
         Window w;
