@@ -8,10 +8,6 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Stop and leave everything as it was</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Click to close this message</source>
         <translation type="unfinished"></translation>
     </message>
@@ -58,6 +54,14 @@
     </message>
     <message>
         <source>Saving %1…</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stop and leave everything as it was</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stop loading</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -8,10 +8,6 @@
         <translation>Abbrechen</translation>
     </message>
     <message>
-        <source>Stop and leave everything as it was</source>
-        <translation>Anhalten und alles lassen, wie es war</translation>
-    </message>
-    <message>
         <source>Click to close this message</source>
         <translation>Anklicken, um diese Meldung zu schließen</translation>
     </message>
@@ -59,6 +55,14 @@
     <message>
         <source>Saving %1…</source>
         <translation>%1 wird gespeichert …</translation>
+    </message>
+    <message>
+        <source>Stop and leave everything as it was</source>
+        <translation>Anhalten und alles lassen, wie es war</translation>
+    </message>
+    <message>
+        <source>Stop loading</source>
+        <translation>Laden abbrechen</translation>
     </message>
 </context>
 <context>

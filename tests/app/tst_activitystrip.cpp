@@ -151,7 +151,7 @@ private slots:
         const auto* strip = QAccessible::queryAccessibleInterface(m_strip);
         QCOMPARE(strip->role(), QAccessible::AlertMessage);
         QCOMPARE(strip->text(QAccessible::Name), "File does not exist");
-        m_strip->showWork(QStringLiteral("Opening a.wav…"), true);
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), {});
         QCOMPARE(strip->text(QAccessible::Name), "Opening a.wav…");
     }
 

@@ -308,7 +308,8 @@ private slots:
         QCoreApplication::installTranslator(new LongTexts(qApp));
         Vela window;
         window.show();
-        window.findChild<ActivityStrip*>()->showWork(QStringLiteral("Opening"), true);
+        window.findChild<ActivityStrip*>()->showWork(QStringLiteral("Opening"),
+                                                     QStringLiteral("Stop"));
         QCoreApplication::processEvents();
         QCOMPARE(clippedTexts(window), QStringList());
     }
