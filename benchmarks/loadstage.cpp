@@ -92,7 +92,9 @@ LoadStage::~LoadStage()
 WaveformView* LoadStage::waveform()
 {
     const auto* stack = m_window.findChild<TrackStack*>();
-    return stack->strips().isEmpty() ? nullptr : stack->strips().constFirst()->waveform();
+    if (stack == nullptr || stack->strips().isEmpty())
+        return nullptr;
+    return stack->strips().constFirst()->waveform();
 }
 
 void LoadStage::wait(int ms)

@@ -54,7 +54,7 @@ private slots:
             const TrackHandle track = project->addTrack({}, 2);
             // Of different lengths, so that some begin and end inside a block.
             for (QList<float>& channel : track->samples)
-                channel = signal_makers::noise(3000 * (t + 1), 7);
+                channel = signal_makers::noise(qsizetype{3000} * (t + 1), 7);
         }
         QList<double> planar(mixer::kBlockSamples);
         QList<float> left(mixer::kBlockFrames);

@@ -37,7 +37,9 @@ void ignoreRelease(const volatile void* /*block*/) {}
 
 #else
 
-// The program's symbols come before the C library's, for every library too.
+// The program's symbols come before the C library's, for every library too. The
+// names, of functions and parameters, are that library's.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
@@ -83,6 +85,7 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size)
     return 0;
 }
 }
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-inconsistent-declaration-parameter-name)
 
 #endif
 

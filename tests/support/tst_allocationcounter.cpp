@@ -11,6 +11,12 @@
 
 namespace {
 
+struct Free {
+    void operator()(void* block) const { std::free(block); }
+};
+
+using Block = std::unique_ptr<void, Free>;
+
 /// Keeps the compiler from leaving out a pair of new and delete.
 template <typename T>
 void use(T* pointer)
@@ -40,20 +46,24 @@ private slots:
         const std::vector<double> values(100);
         use(values.data());
         QCOMPARE(counter.count(), 2);
-        void* block = std::malloc(16);
-        use(block);
+        const Block fresh(std::malloc(16));
+        use(fresh.get());
         QCOMPARE(counter.count(), 3);
-        std::free(block);
-        block = std::calloc(4, 4);
-        use(block);
+        Block zeroed(std::calloc(4, 4));
+        use(zeroed.get());
         QCOMPARE(counter.count(), 4);
-        std::free(block);
-        block = std::malloc(16);
-        block = std::realloc(block, 1000);
-        use(block);
-        QCOMPARE(counter.count(), 6);
-        std::free(block);
-        QCOMPARE(counter.count(), 6);
+        const Block grown(std::realloc(zeroed.release(), 1000));
+        use(grown.get());
+        QCOMPARE(counter.count(), 5);
+    }
+
+    void givingBackIsNotCounted()
+    {
+        Block block(std::malloc(16));
+        use(block.get());
+        const AllocationCounter counter;
+        block.reset();
+        QCOMPARE(counter.count(), 0);
     }
 
     void countsWhatTheToolkitAllocates()

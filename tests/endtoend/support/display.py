@@ -12,7 +12,7 @@ LEFT, MIDDLE, RIGHT, WHEEL_UP, WHEEL_DOWN = 1, 2, 3, 4, 5
 
 
 class Display:
-    def __init__(self, folder, environment, size=(1600, 1000)):
+    def __init__(self, folder, environment, size=(1600, 1000), managed=True):
         self._folder = Path(folder)
         self.size = size
         self.environment = dict(environment)
@@ -20,7 +20,8 @@ class Display:
         self._server = self._manager = None
         try:
             self._start_server()
-            self._start_window_manager()
+            if managed:
+                self._start_window_manager()
         except BaseException:
             self.stop()
             raise
