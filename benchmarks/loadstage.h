@@ -51,10 +51,10 @@ public:
     void play(bool on);
     void record(bool on);
 
-    /// Zooms by one notch of the wheel at the middle of the view.
+    /// Zooms by notches of the wheel at the middle of the first view. There must be one.
     void turnWheel(int notches);
 
-    /// Moves the view with the middle button held; `x` counts from the left.
+    /// Moves the first view with the middle button held; `x` counts from the left.
     void dragMiddle(int fromX, int toX);
 
 protected:
