@@ -97,10 +97,14 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
             break;
         case DecoderRun::State::Failed:
             return decoding.errorText().isEmpty() ? failToDecode(path) : fail(decoding.errorText());
+        case DecoderRun::State::Stalled:
+            if (!decoding.samples().isEmpty())
+                return failToDecode(path); // it would only stall there again
+            break;
         case DecoderRun::State::Crashed:
             return failToDecode(path);
-        default:
-            break;
+        case DecoderRun::State::Running:
+            Q_UNREACHABLE();
         }
     }
     return failToDecode(path);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <sys/prctl.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 namespace {
@@ -30,17 +31,36 @@ bool isRendererThread()
     return prctl(PR_GET_NAME, name.data()) == 0 && std::strcmp(name.data(), kRendererThread) == 0;
 }
 
-// Calls nothing but what a signal handler may call.
-void onFault(int signal, siginfo_t* info, void* /*context*/)
+// Signals that were sent, and faults whose address the processor does not tell,
+// also come with an address of null.
+bool isReadNearNull(const siginfo_t& info, const void* context)
 {
-    const bool isNearNull = reinterpret_cast<std::uintptr_t>(info->si_addr) < kNearNullBytes;
-    if (isNearNull && isRendererThread()) {
+    if (info.si_code != SEGV_MAPERR ||
+        reinterpret_cast<std::uintptr_t>(info.si_addr) >= kNearNullBytes)
+        return false;
+#if defined(__x86_64__)
+    constexpr greg_t kWriteBit = 1U << 1U; // of the processor's error code
+    const auto& registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
+    return (registers[REG_ERR] & kWriteBit) == 0;
+#else
+    (void)context;
+    return true;
+#endif
+}
+
+// Calls nothing but what a signal handler may call.
+void onFault(int signal, siginfo_t* info, void* context)
+{
+    if (isReadNearNull(*info, context) && isRendererThread()) {
         catches.fetch_add(1, std::memory_order_release);
         for (;;)
             pause();
     }
-    // Back to the instruction, which faults again under the earlier handling.
+    // Back to the instruction, which faults again under the earlier handling. A
+    // signal that was sent does not come again by itself.
     sigaction(signal, &previous, nullptr);
+    if (info->si_code <= 0)
+        raise(signal);
 }
 
 } // namespace

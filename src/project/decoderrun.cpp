@@ -1,9 +1,9 @@
 #include "project/decoderrun.h"
 
+#include "project/retireddecoder.h"
 #include "project/wavlayout.h"
 
 #include <QAudioBuffer>
-#include <QList>
 
 #include <algorithm>
 #include <utility>
@@ -13,25 +13,11 @@ namespace {
 // 100 is kept for an import that has succeeded.
 constexpr qint64 kHighestRunningPercent = 99;
 
-// What a sleeping thread may hold on to is kept, and kept reachable, for good.
-void abandon(std::unique_ptr<QAudioDecoder> decoder, std::unique_ptr<QFile> file)
-{
-    static QList<std::pair<QAudioDecoder*, QFile*>> abandoned;
-    abandoned.append({decoder.release(), file.release()});
-}
-
 } // namespace
 
-qint64 WatchedFile::readData(char* data, qint64 maxSize)
-{
-    m_steps.fetch_add(1, std::memory_order_relaxed);
-    const qint64 size = QFile::readData(data, maxSize);
-    m_steps.fetch_add(1, std::memory_order_relaxed);
-    return size;
-}
-
 DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks)
-    : m_file(std::move(file))
+    : m_guard(std::make_unique<DecoderFaultGuard>())
+    , m_file(std::move(file))
     , m_decoder(std::make_unique<QAudioDecoder>())
     , m_knownDurationMs(knownDurationMs)
     , m_patienceTicks(patienceTicks)
@@ -47,12 +33,13 @@ DecoderRun::~DecoderRun()
 {
     // stop() says "finished", and buffers may follow even then.
     m_decoder->disconnect(this);
-    if (m_guard.hasCaught()) {
-        abandon(std::move(m_decoder), std::move(m_file));
-        return;
-    }
-    m_decoder->stop();
-    m_decoder.reset();
+    if (m_guard->hasCaught())
+        RetiredDecoder::abandon(std::move(m_decoder), std::move(m_file));
+    else if (m_state != State::Finished)
+        RetiredDecoder::retire(std::move(m_decoder), std::move(m_file), std::move(m_guard));
+    else
+        m_decoder->stop();
+    m_decoder.reset(); // before its file
 }
 
 void DecoderRun::start()
@@ -70,7 +57,7 @@ void DecoderRun::start()
 
 void DecoderRun::takeBuffer()
 {
-    if (isDone() || m_guard.hasCaught())
+    if (isDone() || m_guard->hasCaught())
         return;
     const QAudioBuffer buffer = m_decoder->read();
     m_idleTicks = 0;
@@ -83,7 +70,7 @@ void DecoderRun::takeBuffer()
 void DecoderRun::reportProgress()
 {
     const qint64 reported = m_decoder->duration();
-    const qint64 durationMs = reported > 0 ? reported : reported == 0 ? 0 : m_knownDurationMs;
+    const qint64 durationMs = reported < 0 ? m_knownDurationMs : reported;
     if (durationMs <= 0)
         return;
     const qint64 percent = std::max<qint64>(m_decoder->position(), 0) * 100 / durationMs;
@@ -107,13 +94,13 @@ void DecoderRun::fail()
 
 void DecoderRun::tick()
 {
-    if (m_guard.hasCaught())
+    if (m_guard->hasCaught())
         return settle(State::Crashed);
     const quint64 steps = m_file->readSteps();
     const bool isReading = steps % 2 == 1;
     m_idleTicks = isReading || steps != m_stepsSeen ? 0 : m_idleTicks + 1;
     m_stepsSeen = steps;
-    if (m_idleTicks >= m_patienceTicks)
+    if (m_idleTicks >= (m_samples.isEmpty() ? m_patienceTicks : kPatienceTicksOnceDelivering))
         settle(State::Stalled);
 }
 

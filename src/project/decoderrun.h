@@ -2,37 +2,20 @@
 
 #include "project/decoderfaultguard.h"
 #include "project/sampleconversion.h"
+#include "project/watchedfile.h"
 
 #include <QAudioDecoder>
-#include <QFile>
 #include <QObject>
 #include <QString>
 #include <QTimer>
 
-#include <atomic>
 #include <memory>
-
-/// A file that knows whether it is being read: a decoder that still reads is
-/// still alive. Reading and asking may happen on two threads.
-class WatchedFile : public QFile {
-public:
-    using QFile::QFile;
-
-    /// Changes with every read; odd while one is going on.
-    [[nodiscard]] quint64 readSteps() const { return m_steps.load(std::memory_order_relaxed); }
-
-protected:
-    qint64 readData(char* data, qint64 maxSize) override;
-
-private:
-    std::atomic<quint64> m_steps = 0; ///< a lone counter: orders nothing else
-};
 
 /// Takes one open file through one decoder, once.
 ///
 /// GUI thread, needs an event loop. Owns the file, which the decoder reads on a
-/// thread of its own. Destroying the run at any time drops the decoder; after
-/// the state Crashed, decoder and file are abandoned instead.
+/// thread of its own. Destroying the run at any time drops the decoder without
+/// ever waiting for it: one that may still be at work is retired with its file.
 class DecoderRun : public QObject {
     Q_OBJECT
 
@@ -51,8 +34,13 @@ public:
     /// decoder is late with the ticks as well.
     static constexpr int kTickMs = 100;
 
+    /// So many are too many for a decoder that has delivered something: it is not
+    /// tried again, so it gets more time.
+    static constexpr int kPatienceTicksOnceDelivering = 10;
+
     /// `knownDurationMs` serves where the decoder reports none; −1: unknown.
-    /// `patienceTicks`: how many ticks without a sign of life are too many.
+    /// `patienceTicks`: how many ticks without a sign of life are too many before
+    /// the first buffer.
     DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks);
     ~DecoderRun() override;
     Q_DISABLE_COPY_MOVE(DecoderRun)
@@ -84,7 +72,7 @@ private:
     void tick();
     void settle(State state);
 
-    DecoderFaultGuard m_guard;
+    std::unique_ptr<DecoderFaultGuard> m_guard;
     std::unique_ptr<WatchedFile> m_file;
     std::unique_ptr<QAudioDecoder> m_decoder;
     qint64 m_knownDurationMs;

@@ -64,6 +64,20 @@ bool writeStreamedBody(QDataStream& stream, const ProjectHandle& project, qint64
     return true;
 }
 
+SaveResult outcomeOf(ReplacementFile::Commit commit, const ReplacementFile& file)
+{
+    using Outcome = SaveResult::Outcome;
+    switch (commit) {
+    case ReplacementFile::Commit::OnDisk:
+        return {};
+    case ReplacementFile::Commit::InPlace:
+        return {Outcome::SavedInsecurely, file.errorString()};
+    case ReplacementFile::Commit::Failed:
+        break;
+    }
+    return {Outcome::WriteFailed, file.errorString()};
+}
+
 bool hasOverlongChannel(const VelaProject& project)
 {
     return std::any_of(project.tracks.begin(), project.tracks.end(), [](const TrackHandle& track) {
@@ -182,9 +196,9 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
             return {SaveResult::Outcome::WriteFailed, deflate.errorString()};
         }
     }
-    if (stream.status() != QDataStream::Ok || !file.commit())
+    if (stream.status() != QDataStream::Ok)
         return {SaveResult::Outcome::WriteFailed, file.errorString()};
-    return {};
+    return outcomeOf(file.commit(), file);
 }
 
 LoadResult ProjectFile::read(QIODevice& device, qint64 maxMemoryBytes)

@@ -27,12 +27,13 @@ public:
     struct SaveResult {
         enum class Outcome {
             Saved,
-            CouldNotOpen, ///< nothing could be written there
-            TooLarge,     ///< the format cannot hold the project
-            WriteFailed,  ///< disk full, size limit, device error
+            SavedInsecurely, ///< the new file is there, but may not survive a power cut
+            CouldNotOpen,    ///< nothing could be written there
+            TooLarge,        ///< the format cannot hold the project
+            WriteFailed,     ///< disk full, size limit, device error
         };
         Outcome outcome = Outcome::Saved;
-        QString reason; ///< for the user; empty when saved
+        QString reason; ///< for the user; empty when Saved
     };
 
     struct LoadResult {

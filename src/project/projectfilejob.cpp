@@ -89,23 +89,29 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     runBeside([&] { result = ProjectFile::save(snapshot, path); });
     snapshot.reset(); // so that the next change need not copy the samples
     m_running = false;
-    const bool saved = finishSave(result);
+    const bool saved = finishSave(path, result);
     if (saved && before == Extent(*project))
         project->untaint(QStringLiteral("saveVelaProject"));
-    if (!saved)
-        emit errorOccurred(tr("Could not save %1: %2.").arg(fileName(path), result.reason));
     emit busyChanged({});
     return saved;
 }
 
-bool ProjectFileJob::finishSave(const ProjectFile::SaveResult& result)
+bool ProjectFileJob::finishSave(const QString& path, const ProjectFile::SaveResult& result)
 {
     using Outcome = ProjectFile::SaveResult::Outcome;
     if (result.outcome == Outcome::Saved)
         return true;
+    if (result.outcome == Outcome::SavedInsecurely) {
+        qWarning("ProjectFile: saved, but perhaps not on disk yet: %s",
+                 qUtf8Printable(result.reason));
+        emit errorOccurred(tr("%1 is saved, but might not survive a power cut: %2.")
+                               .arg(fileName(path), result.reason));
+        return true;
+    }
     if (result.outcome == Outcome::CouldNotOpen)
         qWarning("Could not open file for saving, skipping...");
     qWarning("ProjectFile: not saved: %s, skipping...", qUtf8Printable(result.reason));
+    emit errorOccurred(tr("Could not save %1: %2.").arg(fileName(path), result.reason));
     return false;
 }
 

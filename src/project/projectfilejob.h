@@ -22,7 +22,8 @@ public:
     /// Writes `project` to `path`, which carries its extension. Tainted or clean
     /// → clean on success, unless the project changed while it was written. On
     /// failure: a warning in the log, `errorOccurred`, false, and the file that
-    /// was there and the taint stay.
+    /// was there and the taint stay. A file that is saved, but may not survive a
+    /// power cut, is a success with a warning and `errorOccurred`.
     bool save(const QString& path, const ProjectHandle& project);
 
     /// Reads `path` into `project`, which becomes clean. False, with a warning
@@ -40,12 +41,12 @@ signals:
     /// What is being done ("Saving…", "Loading…"), for a busy bar; empty at the end.
     void busyChanged(const QString& activity);
 
-    /// Why a save or load failed, as a sentence for the user.
+    /// Why a save or load failed or is less than it should be, as a sentence for the user.
     void errorOccurred(const QString& message);
 
 private:
     bool begin();
-    bool finishSave(const ProjectFile::SaveResult& result);
+    bool finishSave(const QString& path, const ProjectFile::SaveResult& result);
     bool finishLoad(const QString& path, const ProjectFile::LoadResult& result,
                     const ProjectHandle& project);
 

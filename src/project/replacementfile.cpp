@@ -182,13 +182,17 @@ bool ReplacementFile::putInPlace()
            ::rename(m_newFile.constData(), m_target.constData()) == 0;
 }
 
-bool ReplacementFile::commit()
+ReplacementFile::Commit ReplacementFile::commit()
 {
-    if (!putInPlace())
-        return fail(errno);
+    if (!putInPlace()) {
+        fail(errno);
+        return Commit::Failed;
+    }
     m_newFile.clear();
-    const bool synced = syncFolder(stale_files::folderOf(m_target));
-    return synced || fail(errno);
+    if (syncFolder(stale_files::folderOf(m_target)))
+        return Commit::OnDisk;
+    setErrorString(qt_error_string(errno));
+    return Commit::InPlace;
 }
 
 void ReplacementFile::discard()

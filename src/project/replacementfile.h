@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 /// Writes a file that takes the place of another only when it is complete and
-/// on disk. Until `commit()`, and for ever if that fails, the file that was
+/// on disk. Until `commit()`, and for ever if that says Failed, the file that was
 /// there stays as it is.
 ///
 /// The new file grows beside the old one under a name of its own, which is gone
@@ -32,8 +32,15 @@ public:
     /// not be written or its folder takes no new file.
     [[nodiscard]] bool open(OpenMode mode) override;
 
-    /// Open → in place. Call once; on failure the new file is discarded.
-    [[nodiscard]] bool commit();
+    enum class Commit {
+        Failed,  ///< the old file is as it was, the new one discarded
+        InPlace, ///< the new file is there, but a power cut might bring back the old
+        OnDisk,  ///< the new file is there for good
+    };
+
+    /// Open → in place. Call once. The system's words are in `errorString()` of
+    /// anything but OnDisk.
+    [[nodiscard]] Commit commit();
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;

@@ -19,6 +19,7 @@ using fault_injection::Fault;
 constexpr int kSaved = 0;
 constexpr int kKeptTainted = 3; ///< not saved, tainted, and a reason was given
 constexpr int kInconsistent = 4;
+constexpr int kSavedWithWarning = 5; ///< saved and clean, but a reason was given
 constexpr uid_t kNobody = 65534;
 
 Fault faultNamed(const QString& name)
@@ -46,8 +47,8 @@ int saveOnce(const QString& path, const ProjectHandle& project)
     QObject::connect(&job, &ProjectFileJob::errorOccurred, &job,
                      [&](const QString& message) { reason = message; });
     const bool saved = job.save(path, project);
-    if (saved && !project->tainted && reason.isEmpty())
-        return kSaved;
+    if (saved && !project->tainted)
+        return reason.isEmpty() ? kSaved : kSavedWithWarning;
     return !saved && project->tainted && !reason.isEmpty() ? kKeptTainted : kInconsistent;
 }
 

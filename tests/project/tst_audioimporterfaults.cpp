@@ -1,5 +1,6 @@
 #include "media/devices/mediaplatform.h"
 #include "project/importing.h"
+#include "project/renderfault.h"
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
 #include "support/signalmakers.h"
@@ -86,6 +87,7 @@ QList<Damage> damages()
         all.append({"cut to " + QByteArray::number(bytes) + " bytes",
                     [=](const QByteArray& b) { return b.left(bytes); }});
     }
+    all.append({"first 100 bytes missing", [](const QByteArray& b) { return b.mid(100); }});
     for (quint32 seed = 1; seed <= 4; ++seed) {
         const QByteArray number = QByteArray::number(seed);
         all.append({"3 bytes flipped in the header, " + number,
@@ -270,6 +272,35 @@ private slots:
         const Import import(path);
         QVERIFY(import.succeeded());
         QCOMPARE(import.track->length(), 1000);
+    }
+
+    void aDecoderThatStopsMidwayGivesOneErrorAndIsNotRunAgain()
+    {
+        const QString path = wavFile("stuck.wav", 30 * kRateHz);
+        AudioImporter importer;
+        int parked = 0;
+        int last = 0;
+        bool fellBack = false;
+        QStringList errors;
+        connect(&importer, &AudioImporter::errorOccurred, this,
+                [&](const QString& message) { errors.append(message); });
+        connect(&importer, &AudioImporter::progressChanged, this, [&](int percent) {
+            fellBack = fellBack || percent < last;
+            last = percent;
+            if (percent >= 50 && parked == 0)
+                parked = render_fault::parkRenderers();
+        });
+        QElapsedTimer timer;
+        timer.start();
+        const TrackHandle track = importer.importFile(path);
+        const qint64 elapsed = timer.elapsed();
+        render_fault::releaseRenderers();
+        QVERIFY(!track);
+        QVERIFY(parked > 0); // with whatever earlier files have left asleep
+        QCOMPARE(errors, QStringList{"Failed to decode: " + path});
+        QVERIFY2(elapsed < kLongestWaitMs, qPrintable(QString::number(elapsed)));
+        // Another run would have got to the end.
+        QVERIFY(last < 99 && !fellBack);
     }
 
     void cancelDropsTheImportWithoutAWord_data()

@@ -1,0 +1,128 @@
+#include "media/devices/mediaplatform.h"
+#include "project/decoderrun.h"
+#include "project/renderfault.h"
+#include "project/retireddecoder.h"
+#include "support/mediafiles.h"
+#include "support/signalmakers.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <thread>
+
+namespace {
+
+constexpr int kRateHz = 44100;
+constexpr qint64 kAtOnceMs = 500;
+
+} // namespace
+
+class TestRetiredDecoder : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<DecoderRun> runToTheFirstBuffer()
+    {
+        auto file = std::make_unique<WatchedFile>(m_path);
+        if (!file->open(QIODevice::ReadOnly))
+            return {};
+        auto run = std::make_unique<DecoderRun>(std::move(file), -1, 50);
+        run->start();
+        [[maybe_unused]] const bool delivered =
+            QTest::qWaitFor([&run] { return !run->samples().isEmpty() || run->isDone(); });
+        return run;
+    }
+
+    // Drops `run`; how long that took.
+    static qint64 drop(std::unique_ptr<DecoderRun> run)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        run.reset();
+        return timer.elapsed();
+    }
+
+    QTemporaryDir m_dir;
+    QString m_path;
+
+private slots:
+
+    void initTestCase()
+    {
+        m_path = m_dir.filePath(QStringLiteral("long.wav"));
+        const auto data =
+            media_files::int16Data({signal_makers::sine(60 * kRateHz, 440, kRateHz, 0.5F)});
+        QVERIFY(media_files::write(
+            m_path, media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, data)));
+    }
+
+    void aDroppedDecoderIsDestroyedOnceItRests()
+    {
+        auto run = runToTheFirstBuffer();
+        QVERIFY(run && !run->isDone());
+        QCOMPARE(render_fault::rendererThreads(), 1);
+        QVERIFY(drop(std::move(run)) < kAtOnceMs);
+        QCOMPARE(RetiredDecoder::count(), 1);
+        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        QCOMPARE(render_fault::rendererThreads(), 0);
+    }
+
+    void aDecoderThatNeverDeliversIsGivenUp()
+    {
+        auto file = std::make_unique<WatchedFile>(m_path);
+        QVERIFY(file->open(QIODevice::ReadOnly));
+        RetiredDecoder::retire(std::make_unique<QAudioDecoder>(), std::move(file),
+                               std::make_unique<DecoderFaultGuard>());
+        QCOMPARE(RetiredDecoder::count(), 1);
+        QTRY_COMPARE(RetiredDecoder::count(), 0);
+    }
+
+    void aFinishedDecoderNeedsNoRetirement()
+    {
+        auto run = runToTheFirstBuffer();
+        QVERIFY(run);
+        QSignalSpy done(run.get(), &DecoderRun::done);
+        QVERIFY(done.wait(30'000));
+        QCOMPARE(run->state(), DecoderRun::State::Finished);
+        run.reset();
+        QCOMPARE(RetiredDecoder::count(), 0);
+        QCOMPARE(render_fault::rendererThreads(), 0);
+    }
+
+    // Last, as its threads stay for good.
+    void aFaultAfterTheDropLeavesTheWindowAlive()
+    {
+        auto run = runToTheFirstBuffer();
+        QVERIFY(run && !run->isDone());
+        QVERIFY(drop(std::move(run)) < kAtOnceMs);
+        const DecoderFaultGuard guard;
+        std::thread([] {
+            render_fault::becomeRenderer();
+            render_fault::readAt(0);
+        }).detach();
+        // Before the event loop turns, and with it the retirement.
+        const QDeadlineTimer deadline(5000);
+        while (!guard.hasCaught() && !deadline.hasExpired())
+            std::this_thread::yield();
+        QVERIFY(guard.hasCaught());
+        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        // Neither joined nor destroyed: the one at rest might have been the other.
+        QCOMPARE(render_fault::rendererThreads(), 2);
+    }
+};
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_MEDIA_BACKEND", "ffmpeg");
+    prepareMediaPlatform();
+    const QGuiApplication application(argc, argv);
+    TestRetiredDecoder suite;
+    return QTest::qExec(&suite, argc, argv);
+}
+
+#include "tst_retireddecoder.moc"
