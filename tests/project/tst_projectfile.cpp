@@ -424,7 +424,8 @@ private slots:
     void extendedAttributesSurviveASave()
     {
         // The folder for temporary files may be on a file system without them.
-        const QTemporaryDir onDisk(QStringLiteral(QT_TESTCASE_BUILDDIR "/attributes-XXXXXX"));
+        const QTemporaryDir onDisk(QCoreApplication::applicationDirPath() +
+                                   QStringLiteral("/attributes-XXXXXX"));
         const QString song = onDisk.filePath(QStringLiteral("song.vela"));
         writeFile(song, "old");
         const QByteArray name = QFile::encodeName(song);
