@@ -1,0 +1,220 @@
+"""What the documents name is there: paths, commands, classes, variables and keys."""
+
+import json
+import re
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+DOCUMENTS = [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *sorted((ROOT / "docs").glob("*.md"))]
+CODE_FOLDERS = ("src", "tests", "resources", "translations", "benchmarks", "scripts",
+                "packaging", "cmake")
+SOURCE_SUFFIXES = {".h", ".cpp", ".py", ".txt", ".cmake", ".1", ".sh", ""}
+#: Made by the commands around them, or on the user's machine.
+MADE_BY_RUNNING = ("build/", "~/", "*.saving", "*.vela", ".vela", "Vela.ini")
+#: Names of C++ or of data, which look like names of ours.
+FOREIGN_NAMES = {"NaN"}
+OWN_PYTHON = "/usr/bin/python3"
+
+
+def sources():
+    files = [path for folder in CODE_FOLDERS for path in (ROOT / folder).rglob("*")
+             if path.is_file() and path.suffix in SOURCE_SUFFIXES and path != Path(__file__)]
+    return "\n".join(path.read_text("utf-8", "replace") for path in files)
+
+
+def without_blocks(text):
+    return re.sub(r"^```.*?^```", "", text, flags=re.S | re.M)
+
+
+def spans(text):
+    return re.findall(r"`([^`\n]+)`", without_blocks(text))
+
+
+def indented_commands(text):
+    """Lines of code blocks made by indentation, with continued lines joined."""
+    joined = without_blocks(text).replace("\\\n", " ")
+    return [line.strip() for line in re.findall(r"^ {4}\S.*$", joined, flags=re.M)]
+
+
+def diagrams(text):
+    return re.findall(r"^```mermaid\n(.*?)^```", text, flags=re.S | re.M)
+
+
+def is_path(span):
+    looks = "/" in span or re.search(r"\.(md|h|cpp|py|txt|json|ts)$", span)
+    return bool(looks) and " " not in span and not span.startswith(("-", "http"))
+
+
+class Documents(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.texts = {path: path.read_text("utf-8") for path in DOCUMENTS}
+        cls.code = sources()
+        presets = json.loads((ROOT / "CMakePresets.json").read_text("utf-8"))
+        cls.presets = {preset["name"] for preset in presets["configurePresets"]}
+        cls.test_script = (ROOT / "test").read_text("utf-8")
+
+    def each(self, find):
+        """Every finding of `find` with its document; there is at least one."""
+        found = [(path, name) for path, text in self.texts.items() for name in find(text)]
+        self.assertGreater(len(found), 0)
+        return found
+
+    def subject(self, path, name):
+        return self.subTest(document=path.name, names=name)
+
+    def commands(self, text):
+        starts = ("./", "cmake ", "scripts/", "build/", OWN_PYTHON)
+        found = indented_commands(text) + [span for span in spans(text) if " " in span]
+        return [command for command in found if command.startswith(starts)]
+
+    def test_links_lead_somewhere(self):
+        for path, target in self.each(lambda text: re.findall(r"\]\(([^)#]+)[^)]*\)", text)):
+            with self.subject(path, target):
+                if not target.startswith("http"):
+                    self.assertTrue((path.parent / target).exists())
+
+    def test_paths_exist(self):
+        for path, span in self.each(lambda text: filter(is_path, spans(text))):
+            with self.subject(path, span):
+                self.assertTrue(span.startswith(MADE_BY_RUNNING) or self.is_there(span))
+
+    def is_there(self, span):
+        pattern = re.sub(r"<[^>]*>", "*", span).rstrip("/").removeprefix("./")
+        anywhere = pattern if "/" in pattern else f"**/{pattern}"
+        folders = [ROOT, *(ROOT / folder for folder in CODE_FOLDERS)]
+        return any(next(iter(folder.glob(pattern if folder == ROOT else anywhere)), None)
+                   for folder in folders)
+
+    def test_names_of_code_exist(self):
+        def names(text):
+            for span in spans(text):
+                if re.fullmatch(r"[A-Za-z]+(::\w+|\.\w+\(\)|\[\w+\])*(\(\))?", span) and \
+                        (re.match(r"[A-Z]\w*[a-z]", span) or span.endswith(")")):
+                    yield from re.findall(r"[A-Za-z]\w+", span)
+
+        for path, name in self.each(names):
+            with self.subject(path, name):
+                if name not in FOREIGN_NAMES:
+                    self.assertRegex(self.code, rf"\b{name}\b")
+
+    def test_classes_in_diagrams_exist(self):
+        def classes(text):
+            for diagram in diagrams(text):
+                yield from re.findall(r"\b(?:[A-Z][a-z]+){2,}\b", diagram)
+
+        for path, name in self.each(classes):
+            with self.subject(path, name):
+                self.assertRegex(self.code, rf"\bclass {name}\b")
+
+    def test_folders_in_diagrams_exist(self):
+        text = self.texts[ROOT / "docs/architecture.md"]
+        folders = re.findall(r"\[([a-z]+(?:/[a-z.]+)?)<br/>", diagrams(text)[0])
+        self.assertGreater(len(folders), 8)
+        for folder in folders:
+            self.assertTrue((ROOT / "src" / folder).exists(), folder)
+
+    def test_presets_and_targets_exist(self):
+        for path, command in self.each(self.commands):
+            with self.subject(path, command):
+                for preset in re.findall(r"--preset (\S+)|\bbuild/([a-z]+)/", command):
+                    name = preset[0] or preset[1]
+                    self.assertIn(name, self.presets)
+                for target in re.findall(r"--target (\S+)", command):
+                    self.assertRegex(self.code, rf"(add_executable|add_custom_target)\({target}\b")
+
+    def test_commands_and_their_options_exist(self):
+        for path, command in self.each(self.commands):
+            with self.subject(path, command):
+                for part in re.split(r"\s*(?:&&|,)\s*", command):
+                    words = part.split()
+                    program = words[1] if words[0] == OWN_PYTHON else words[0]
+                    if program.startswith("build/"):
+                        folder, name = program.split("/", 2)[2].rsplit("/", 1)
+                        sources_of_it = (ROOT / folder / f"{name}.cpp")
+                        self.assertTrue(sources_of_it.exists(), part)
+                    elif "/" in program:
+                        self.assertTrue((ROOT / program).is_file(), part)
+                    if program == "./test":
+                        for option in re.findall(r"--\w+", part):
+                            self.assertIn(option, self.test_script)
+
+    def test_suites_and_functions_exist(self):
+        for path, command in self.each(self.commands):
+            with self.subject(path, command):
+                for suite in re.findall(r"\btst_\w+", command):
+                    if suite != "tst_track":  # a part of several names
+                        self.assertTrue(list(ROOT.glob(f"tests/**/{suite}.cpp")), suite)
+                for group, function in re.findall(r"\b([A-Z]\w+)\.(test_\w+)", command):
+                    self.assertRegex(self.code, rf"class {group}\b")
+                    self.assertRegex(self.code, rf"def {function}\(")
+
+    def test_variables_and_log_categories_exist(self):
+        def named(text):
+            for span in spans(text):
+                if re.fullmatch(r"[A-Z]+(_[A-Z]+)+", span):
+                    yield span
+                for category in re.findall(r"vela(?:\.\w+)+(?=\.debug)", span):
+                    yield category
+
+        for path, name in self.each(named):
+            with self.subject(path, name):
+                self.assertIn(name, self.code)
+
+    def test_packages_are_those_that_are_installed(self):
+        table = self.texts[ROOT / "README.md"].split("## What it is built with")[1]
+        rows = re.findall(r"^\| ([a-z][^|]*) \|", table, flags=re.M)
+        listed = {name.strip() for row in rows for name in row.split(",")} - {"package"}
+        script = (ROOT / "scripts/dependencies.sh").read_text("utf-8")
+        installed = set(re.findall(r"^([a-z0-9+.-]+) +(?:cmd:|pc:|-$)", script, flags=re.M))
+        self.assertGreater(len(installed), 20)
+        self.assertEqual(listed - installed, set())
+
+
+def spelled(key):
+    """A key as the sources name it, "Qt::CTRL | Qt::Key_O", as the documents do: Ctrl+O."""
+    parts = re.findall(r"Qt::(?:Key_)?(\w+)", key)
+    return "+".join({"CTRL": "Ctrl", "SHIFT": "Shift", "Plus": "+", "Minus": "-"}.get(part, part)
+                    for part in parts)
+
+
+def keys_of_table(text, heading, column=0):
+    """The keys in a column of the first table behind that heading."""
+    table = re.search(r"(^\|.*?)\n\n", text.split(heading, 1)[1] + "\n\n", flags=re.S | re.M)
+    rows = [line.strip("|").split("|") for line in table.group(1).splitlines()[2:]]
+    return [key.strip() for row in rows for key in row[column].split(",")]
+
+
+class Keys(unittest.TestCase):
+    def setUp(self):
+        window = (ROOT / "src/app/vela.cpp").read_text("utf-8")
+        self.bound = [spelled(key) for key in re.findall(r"bind\((Qt::[^,]+),", window)]
+        catalogue = (ROOT / "src/shortcuts/shortcutcatalogue.cpp").read_text("utf-8")
+        self.catalogued = {spelled(key) for key in
+                           re.findall(r"\),\s*(Qt::[\w:| ]+)\}", catalogue)}
+        self.guide = (ROOT / "docs/guide.md").read_text("utf-8")
+        self.readme = (ROOT / "README.md").read_text("utf-8")
+
+    def test_the_sources_are_understood(self):
+        self.assertEqual(len(self.bound), 10)
+        self.assertEqual(len(self.catalogued), 24)
+
+    def test_the_guide_lists_exactly_the_keys_that_work(self):
+        listed = keys_of_table(self.guide, "## Keys")
+        self.assertEqual(sorted(listed), sorted([*self.bound, "Shift+Space"]))
+
+    def test_the_readme_names_keys_that_work(self):
+        named = [key for key in keys_of_table(self.readme, "## First steps", column=1)
+                 if " " not in key]
+        self.assertGreater(len(named), 5)
+        self.assertEqual(set(named) - {*self.bound, "Shift+Space"}, set())
+
+    def test_every_combination_named_is_known(self):
+        for text in (self.guide, self.readme):
+            for key in re.findall(r"\b(?:Ctrl|Shift)\+\S*\w|\bF\d+\b", text):
+                self.assertIn(key, self.catalogued | {"Shift+Space"})
+
+
+if __name__ == "__main__":
+    unittest.main()
