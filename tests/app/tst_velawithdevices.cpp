@@ -1,0 +1,158 @@
+#include "app/iconbutton.h"
+#include "app/vela.h"
+#include "media/devices/mediaplatform.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+#include "widgets/unifiedaudioscope.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QTest>
+
+#include <memory>
+#include <registerresources.h>
+
+namespace {
+
+constexpr int kPatienceMs = 15000;
+
+} // namespace
+
+/// The window while sound is played and recorded.
+class TestVelaWithDevices : public QObject {
+    Q_OBJECT
+
+private:
+    SoundServer m_server;
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<Vela> m_window;
+    ProjectHandle m_project;
+
+    [[nodiscard]] IconButton* button(const char* name) const
+    {
+        return m_window->findChild<IconButton*>(QString::fromLatin1(name));
+    }
+
+    [[nodiscard]] QString shownPosition() const
+    {
+        return m_window->findChild<QLabel*>(QStringLiteral("labelPosition"))->text();
+    }
+
+    void addSound(qsizetype frames) const
+    {
+        m_project->addTrack({}, 1)->samples[0] = signal_makers::constant(frames, 0.25F);
+        m_window->updateTrackViews();
+    }
+
+    void setView(qint64 begin, qint64 end) const
+    {
+        m_project->viewStart = begin;
+        m_project->viewEnd = end;
+    }
+
+private slots:
+
+    void initTestCase()
+    {
+        registerResources();
+        QVERIFY(m_server.start());
+    }
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_log->tolerate(QtWarningMsg, QStringLiteral("This plugin does not support"));
+        m_window = std::make_unique<Vela>();
+        m_window->show();
+        m_project = m_window->project();
+    }
+
+    void cleanup()
+    {
+        m_project.reset();
+        m_window.reset();
+        m_log.reset();
+    }
+
+    void playingMovesTheReadOutAndEndsByItself()
+    {
+        m_project->sampleRate = 48000;
+        addSound(48000);
+        IconButton* play = button("pushButtonPlayStop");
+        play->click();
+        QVERIFY(m_project->playing);
+        QCOMPARE(m_window->findChild<UnifiedAudioScope*>()->sampleRate(), 48000);
+        QTRY_VERIFY_WITH_TIMEOUT(shownPosition() != QLatin1String("00:00:00.000"), kPatienceMs);
+        QVERIFY(play->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(!play->isChecked(), kPatienceMs);
+        QVERIFY(!m_project->playing);
+        QCOMPARE(shownPosition(), "00:00:00.000");
+    }
+
+    void theStopButtonEndsPlaying()
+    {
+        addSound(qsizetype{60} * 44100);
+        button("pushButtonPlayStop")->click();
+        QVERIFY(m_project->playing);
+        button("pushButtonStop")->click();
+        QVERIFY(!m_project->playing);
+        QVERIFY(!button("pushButtonPlayStop")->isChecked());
+    }
+
+    void aNewProjectEndsPlayingAndRecording()
+    {
+        addSound(qsizetype{60} * 44100);
+        button("pushButtonPlayStop")->click();
+        button("pushButtonRecord")->click();
+        QVERIFY(m_project->playing && m_project->recording);
+        m_project->untaint(QStringLiteral("the test"));
+        QVERIFY(m_window->clear());
+        QVERIFY(!m_project->playing && !m_project->recording);
+        QVERIFY(!button("pushButtonPlayStop")->isChecked());
+        QVERIFY(!button("pushButtonRecord")->isChecked());
+    }
+
+    // A view shorter than a second becomes ten seconds, a tenth of it before the
+    // take's end.
+    void recordingOpensANarrowViewAroundTheTakesEnd()
+    {
+        addSound(3000);
+        setView(0, 1000);
+        m_project->cursor.position = 77;
+        button("pushButtonRecord")->click();
+        const TrackHandle take = m_project->tracks.constLast();
+        QCOMPARE(take->name, "Recording");
+        QTRY_VERIFY_WITH_TIMEOUT(m_project->viewEnd > 1000, kPatienceMs);
+        const qint64 end = m_project->cursor.position;
+        QVERIFY(end > 1000 && end <= take->length());
+        QCOMPARE(m_project->viewStart, std::max<qint64>(end - 44100, 0));
+        QCOMPARE(m_project->viewEnd - m_project->viewStart, 441000);
+        button("pushButtonRecord")->click();
+        QCOMPARE(m_project->cursor.position, 77);
+        QVERIFY(take->length() >= end);
+    }
+
+    void recordingTurnsAWideViewsPageAndKeepsItsSpan()
+    {
+        addSound(3000);
+        setView(0, 50000);
+        button("pushButtonRecord")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(m_project->viewStart > 0, kPatienceMs);
+        const qint64 end = m_project->cursor.position;
+        QVERIFY(end > 50000);
+        QCOMPARE(m_project->viewStart, end - 5000);
+        QCOMPARE(m_project->viewEnd, end + 45000);
+        button("pushButtonRecord")->click();
+    }
+};
+
+int main(int argc, char** argv)
+{
+    prepareMediaPlatform();
+    const QApplication application(argc, argv);
+    TestVelaWithDevices suite;
+    return QTest::qExec(&suite, argc, argv);
+}
+
+#include "tst_velawithdevices.moc"
