@@ -53,6 +53,7 @@ dpkg-dev                   cmd:dpkg-shlibdeps
 
 kTidyDependencies="
 clang-tidy                 cmd:clang-tidy
+cppcheck                   cmd:cppcheck
 "
 
 kCoverageDependencies="
