@@ -48,7 +48,16 @@ qint64 playbackEnd(const VelaProject& project)
 
 bool isAtEnd(const VelaProject& project)
 {
-    return !loops(project) && project.play.position >= playbackEnd(project);
+    if (loops(project))
+        return false;
+    const qint64 position = project.play.position;
+    const auto goesOn = [position](const TrackHandle& track) { return track->length() > position; };
+    // Asked before every block: one track that goes on answers it, mostly the
+    // first, where the project's length would take all of them.
+    if (!project.hasSelection() &&
+        std::any_of(project.tracks.cbegin(), project.tracks.cend(), goesOn))
+        return false;
+    return position >= playbackEnd(project);
 }
 
 void advance(VelaProject& project, qint64 blockFrames)
