@@ -9,7 +9,6 @@
 #include <QFileInfo>
 #include <QScopedValueRollback>
 
-#include <algorithm>
 #include <array>
 #include <memory>
 #include <utility>
@@ -30,7 +29,7 @@ TrackHandle AudioImporter::importFile(const QString& path)
         return {};
     const QScopedValueRollback busy(m_busy, true);
     m_cancelled = false;
-    m_percent = 0;
+    m_percent = kNothingReported;
     return run(path);
 }
 
@@ -112,10 +111,10 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
 
 void AudioImporter::report(int percent)
 {
-    if (m_cancelled)
+    if (m_cancelled || percent <= m_percent)
         return;
-    m_percent = std::max(m_percent, percent);
-    emit progressChanged(m_percent);
+    m_percent = percent;
+    emit progressChanged(percent);
 }
 
 TrackHandle AudioImporter::finish(const QString& path, SampleCollector& samples)

@@ -37,7 +37,7 @@ public:
 
 signals:
     /// Decoding progress in percent. 100 comes exactly once, on success; lower
-    /// values only if the length is known, and never falling.
+    /// values only if the length is known, each higher than the one before.
     void progressChanged(int percent);
 
     /// The import failed; `message` says why, ready to be shown.
@@ -57,5 +57,6 @@ private:
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
     bool m_busy = false;
     bool m_cancelled = false;
-    int m_percent = 0; ///< the highest reported, as progress never falls
+    static constexpr int kNothingReported = -1;
+    int m_percent = kNothingReported; ///< the highest reported
 };
