@@ -60,7 +60,7 @@ void onFault(int signal, siginfo_t* info, void* context)
     // signal that was sent does not come again by itself.
     sigaction(signal, &previous, nullptr);
     if (info->si_code <= 0)
-        raise(signal);
+        (void)raise(signal);
 }
 
 } // namespace

@@ -100,7 +100,7 @@ QString readText(Source& source)
         source.stream.setStatus(QDataStream::ReadCorruptData);
         return {};
     }
-    const qint64 length = bytes / sizeof(char16_t);
+    const qint64 length = bytes / quint32{sizeof(char16_t)};
     QString text(0, Qt::Uninitialized);
     if (readElements(source, text, length) != length)
         return {};
