@@ -119,7 +119,7 @@ void DeviceThread::post(Work work)
 
 std::shared_ptr<DeviceThread::Completion> DeviceThread::submit(Work work)
 {
-    const auto completion = std::make_shared<Completion>();
+    auto completion = std::make_shared<Completion>();
     post([work = std::move(work), completion] {
         work();
         completion->signal();
