@@ -524,5 +524,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestProjectFile)
+QTEST_GUILESS_MAIN(TestProjectFile)
 #include "tst_projectfile.moc"
