@@ -121,6 +121,10 @@
         <source>Could not load %1: %2.</source>
         <translation>%1 konnte nicht geladen werden: %2.</translation>
     </message>
+    <message>
+        <source>%1 is saved, but might not survive a power cut: %2.</source>
+        <translation>%1 ist gespeichert, übersteht aber womöglich keinen Stromausfall: %2.</translation>
+    </message>
 </context>
 <context>
     <name>Settings</name>

@@ -1,6 +1,6 @@
 #include "app/activitystrip.h"
 
-#include <QAccessibleWidget>
+#include <QAccessible>
 #include <QBoxLayout>
 #include <QLabel>
 #include <QMouseEvent>
@@ -15,13 +15,6 @@ namespace {
 constexpr int kBarHeight = 12;
 constexpr int kMargin = 4;
 
-QAccessibleInterface* alertFor(const QString& className, QObject* object)
-{
-    if (className != QLatin1String(ActivityStrip::staticMetaObject.className()))
-        return nullptr;
-    return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::AlertMessage);
-}
-
 } // namespace
 
 ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
@@ -33,7 +26,6 @@ ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
     , m_button(new QPushButton(this))
     , m_timer(new QTimer(this))
 {
-    QAccessible::installFactory(alertFor); // once, however often it is asked
     setObjectName(QStringLiteral("activityStrip"));
     m_text->setObjectName(QStringLiteral("labelActivity"));
     m_text->setTextFormat(Qt::PlainText);

@@ -1,5 +1,6 @@
 #include "app/velalayout.h"
 
+#include "app/accessibleroles.h"
 #include "app/activitystrip.h"
 #include "app/iconbutton.h"
 #include "app/trackstack.h"
@@ -38,6 +39,7 @@ IconButton* addButton(QHBoxLayout* layout, const char* name, const char* label)
 
 void VelaLayout::build(QWidget* window)
 {
+    accessible_roles::install();
     window->setObjectName(QStringLiteral("Vela"));
     window->setWindowTitle(text(QT_TRANSLATE_NOOP("Vela", "Vela Audio Editor")));
     auto* outer = new QVBoxLayout(window);

@@ -1,8 +1,10 @@
 #include "widgets/popout.h"
 
+#include <QApplication>
 #include <QBoxLayout>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QWindow>
 
 namespace {
 
@@ -27,6 +29,21 @@ void addTo(QLayout* layout, QWidget* widget, int index, int stretch, Qt::Alignme
         box->insertWidget(index, widget, stretch, alignment);
     else
         layout->addWidget(widget);
+}
+
+/// A window that takes over the activation from one that became a part of it is
+/// not told so by the toolkit, and nothing in it could get the focus.
+void announceActivation(QWidget* window)
+{
+    const QWindow* handle = window->windowHandle();
+    if (handle == nullptr || QGuiApplication::focusWindow() != handle || window->isActiveWindow())
+        return;
+    QT_WARNING_PUSH
+    // Newer toolkits recommend activateWindow() instead, but that asks the system,
+    // which has nothing to change.
+    QT_WARNING_DISABLE_DEPRECATED
+    QApplication::setActiveWindow(window);
+    QT_WARNING_POP
 }
 
 /// The nearest widget before `widget` in its window that the Tab key stops at.
@@ -135,6 +152,7 @@ void PopOut::restore()
     restoreFocusOrder();
     m_poppedOut = false;
     m_widget->show();
+    announceActivation(m_widget->window());
     if (hadFocus)
         takeFocus();
     m_formerIndex = -1;

@@ -28,6 +28,7 @@ TrackWidget::TrackWidget(QWidget* parent)
     connect(m_waveform, &WaveformView::viewRangeChanged, this, &TrackWidget::viewRangeChanged);
     connect(m_header, &TrackHeaderWidget::nameChanged, m_waveform,
             &WaveformView::updateAccessibleName);
+    connect(m_header, &TrackHeaderWidget::nameChanged, this, &QWidget::setAccessibleName);
 }
 
 TrackWidget::~TrackWidget() = default;
@@ -37,4 +38,5 @@ void TrackWidget::setTrack(const TrackHandle& track)
     // The waveform first: the header's handle may be all that keeps its track.
     m_waveform->setTrack(track.data());
     m_header->setTrack(track);
+    setAccessibleName(track ? track->name : QString());
 }

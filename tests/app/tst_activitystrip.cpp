@@ -1,3 +1,4 @@
+#include "app/accessibleroles.h"
 #include "app/activitystrip.h"
 #include "support/logcatcher.h"
 
@@ -147,6 +148,7 @@ private slots:
 
     void isAnAlertToAssistiveTechnology()
     {
+        accessible_roles::install();
         m_strip->showMessage(QStringLiteral("File does not exist"));
         const auto* strip = QAccessible::queryAccessibleInterface(m_strip);
         QCOMPARE(strip->role(), QAccessible::AlertMessage);

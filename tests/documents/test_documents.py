@@ -61,6 +61,9 @@ class Documents(unittest.TestCase):
         self.assertGreater(len(found), 0)
         return found
 
+    def knows(self, pattern):
+        return re.search(pattern, self.code) is not None
+
     def subject(self, path, name):
         return self.subTest(document=path.name, names=name)
 
@@ -97,7 +100,7 @@ class Documents(unittest.TestCase):
         for path, name in self.each(names):
             with self.subject(path, name):
                 if name not in FOREIGN_NAMES:
-                    self.assertRegex(self.code, rf"\b{name}\b")
+                    self.assertTrue(self.knows(rf"\b{name}\b"))
 
     def test_classes_in_diagrams_exist(self):
         def classes(text):
@@ -106,7 +109,7 @@ class Documents(unittest.TestCase):
 
         for path, name in self.each(classes):
             with self.subject(path, name):
-                self.assertRegex(self.code, rf"\bclass {name}\b")
+                self.assertTrue(self.knows(rf"\bclass {name}\b"))
 
     def test_folders_in_diagrams_exist(self):
         text = self.texts[ROOT / "docs/architecture.md"]
@@ -122,7 +125,7 @@ class Documents(unittest.TestCase):
                     name = preset[0] or preset[1]
                     self.assertIn(name, self.presets)
                 for target in re.findall(r"--target (\S+)", command):
-                    self.assertRegex(self.code, rf"(add_executable|add_custom_target)\({target}\b")
+                    self.assertTrue(self.knows(rf"(add_executable|add_custom_target)\({target}\b"))
 
     def test_commands_and_their_options_exist(self):
         for path, command in self.each(self.commands):
@@ -138,7 +141,7 @@ class Documents(unittest.TestCase):
                         self.assertTrue((ROOT / program).is_file(), part)
                     if program == "./test":
                         for option in re.findall(r"--\w+", part):
-                            self.assertIn(option, self.test_script)
+                            self.assertTrue(option in self.test_script)
 
     def test_suites_and_functions_exist(self):
         for path, command in self.each(self.commands):
@@ -147,8 +150,8 @@ class Documents(unittest.TestCase):
                     if suite != "tst_track":  # a part of several names
                         self.assertTrue(list(ROOT.glob(f"tests/**/{suite}.cpp")), suite)
                 for group, function in re.findall(r"\b([A-Z]\w+)\.(test_\w+)", command):
-                    self.assertRegex(self.code, rf"class {group}\b")
-                    self.assertRegex(self.code, rf"def {function}\(")
+                    self.assertTrue(self.knows(rf"\bclass {group}\b"))
+                    self.assertTrue(self.knows(rf"\bdef {function}\("))
 
     def test_variables_and_log_categories_exist(self):
         def named(text):
@@ -160,7 +163,7 @@ class Documents(unittest.TestCase):
 
         for path, name in self.each(named):
             with self.subject(path, name):
-                self.assertIn(name, self.code)
+                self.assertTrue(name in self.code)
 
     def test_packages_are_those_that_are_installed(self):
         table = self.texts[ROOT / "README.md"].split("## What it is built with")[1]

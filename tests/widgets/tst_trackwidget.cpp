@@ -60,6 +60,7 @@ private slots:
         strip.setTrack(track);
         QCOMPARE(strip.header()->track(), track);
         QCOMPARE(strip.waveform()->accessibleName(), "Waveform of Take");
+        QCOMPARE(strip.accessibleName(), "Take");
     }
 
     void theStripKeepsItsTrackAlive()
@@ -84,6 +85,7 @@ private slots:
         track->name = "Bass";
         emit strip.header()->nameChanged("Bass");
         QCOMPARE(strip.waveform()->accessibleName(), "Waveform of Bass");
+        QCOMPARE(strip.accessibleName(), "Bass");
     }
 };
 

@@ -1,0 +1,143 @@
+"""The whole window as a screen reader's user meets it, and by keyboard alone."""
+
+from support import case
+from support.accessibility import BUTTONS
+from support.editor import PLAY, SCOPE_MODES
+from support.processes import wait_until
+
+#: What only holds other things.
+CONTAINERS = ("application", "filler", "split pane", "unknown")
+PRESSED = ("press", "toggle")
+SECONDS = 5.0
+
+
+class Accessibility(case.EditorCase):
+    def open_tune(self, seconds=2.0):
+        path, _ = self.make_wav("tune.wav", seconds)
+        self.editor.open_audio(path)
+
+    def state(self, node, name):
+        return node.getState().contains(getattr(self.controls._atspi, f"STATE_{name}"))
+
+    def focused(self):
+        """Role and name of what has the keyboard, None if nothing has."""
+        nodes = [node for node in self.controls.all() if self.state(node, "FOCUSED")]
+        return (nodes[0].getRoleName(), nodes[0].name) if nodes else None
+
+    def tab(self):
+        """Presses Tab and returns what has the keyboard then."""
+        before = self.focused()
+        self.display.key("Tab")
+        return wait_until(lambda: self.focused() not in (None, before) and self.focused(),
+                          SECONDS, "the keyboard to move on")
+
+    def tab_to(self, name):
+        for _ in range(30):
+            if self.tab()[1] == name:
+                return
+        self.fail(f"Tab does not reach {name!r}")
+
+    def test_every_control_has_a_role_a_name_and_a_use(self):
+        self.open_tune()
+        notes = self.folder / "notes.wav"
+        notes.write_text("These are only words.\n" * 50)
+        self.editor.open(notes)
+        self.controls.find("alert")
+        controls = [node for node in self.controls.all() if node.getRoleName() not in CONTAINERS]
+        self.assertGreater(len(controls), 15)
+        for node in controls:
+            with self.subTest(role=node.getRoleName(), name=node.name):
+                self.assertTrue(node.name)
+                self.assertTrue(any(letter.isalnum() for letter in node.name + node.description))
+                if node.getRoleName() in BUTTONS:
+                    actions = node.queryAction()
+                    names = [actions.getName(i).lower() for i in range(actions.nActions)]
+                    self.assertTrue(set(names) & set(PRESSED), names)
+                    self.assertTrue(self.state(node, "FOCUSABLE"))
+        for node in self.controls.all(CONTAINERS):
+            with self.subTest(container=node.name):
+                self.assertFalse(self.state(node, "FOCUSABLE"), "a control without a role")
+
+    def test_tab_passes_every_control_but_the_waveform(self):
+        self.open_tune()
+        wanted = {(node.getRoleName(), node.name) for node in self.controls.all()
+                  if self.state(node, "FOCUSABLE") and not node.name.startswith("Waveform of")}
+        self.assertGreater(len(wanted), 10)
+        first = self.tab()
+        seen = {first}
+        for _ in range(2 * len(wanted)):
+            here = self.tab()
+            if here == first:
+                break
+            seen.add(here)
+        self.assertEqual(seen, wanted)
+
+    def test_position_is_read_and_moved_by_name(self):
+        self.open_tune(2.0)
+        self.assertEqual(self.controls.find("label", "00:00:00.000").description, "Position")
+        self.controls.press(">|")
+        wait_until(lambda: self.editor.position() == "00:00:02.000", SECONDS, "the end")
+        self.controls.press("|<")
+        wait_until(lambda: self.editor.position() == "00:00:00.000", SECONDS, "the start")
+
+    def test_play_state_and_position_are_followed(self):
+        self.open_tune(3.0)
+        play = self.controls.find(BUTTONS, PLAY)
+        self.assertFalse(self.state(play, "CHECKED"))
+        self.controls.press(PLAY)
+        self.editor.wait_until_playing()
+        self.assertTrue(self.state(play, "CHECKED"))
+        early = self.editor.position()
+        wait_until(lambda: self.editor.position() > early, SECONDS, "the position to advance")
+        self.editor.wait_until_played(20.0)
+        self.assertFalse(self.state(play, "CHECKED"))
+
+    def test_mute_and_solo_are_toggled_by_name(self):
+        self.open_tune()
+        for name in ("Mute tune", "Solo tune"):
+            self.assertFalse(self.controls.is_checked(name))
+            self.controls.press(name)
+            wait_until(lambda: self.controls.is_checked(name), SECONDS, f"{name} to be on")
+
+    def test_the_question_about_changes_is_read_and_answered(self):
+        self.open_tune()
+        self.controls.press("Clear")
+        question = "The project has unsaved changes. Discard them?"
+        self.controls.find("label", question)
+        self.controls.press("Discard")
+        wait_until(lambda: not self.editor.track_names(), SECONDS, "the new project")
+
+    def test_a_track_is_renamed_by_keyboard(self):
+        self.open_tune()
+        self.tab_to("tune")
+        self.display.key("Return")
+        self.controls.find("text", "Track name")
+        self.display.key("ctrl+a")
+        self.display.type("lead")
+        self.display.key("Return")
+        wait_until(lambda: self.editor.track_names() == ["lead"], SECONDS, "the new name")
+        self.assertEqual(self.focused(), ("label", "lead"))
+
+    def test_the_scopes_mode_is_chosen_by_keyboard(self):
+        self.tab_to("Audio scope")
+        before = len(self.display.windows_of(self.editor.process.pid))
+        self.display.key("Menu")
+        wait_until(lambda: len(self.display.windows_of(self.editor.process.pid)) == before + 1,
+                   SECONDS, "the menu to open")
+        self.display.key(*["Down"] * (SCOPE_MODES.index("Level") + 1), "Return")
+        wait_until(lambda: self.controls.find(None, "Audio scope").description.startswith("VU"),
+                   SECONDS, "the level meter")
+
+    def test_the_scope_is_taken_out_and_put_back_by_keyboard(self):
+        self.tab_to("Audio scope")
+        self.display.key("Return")
+        self.display.activate(self.display.wait_for_window("Audio Scope"))
+        self.display.key("Return")
+        self.display.wait_for_no_window("Audio Scope")
+        self.display.activate(self.editor.window)
+        wait_until(lambda: self.focused() == ("animation", "Audio scope"), SECONDS,
+                   "the scope to have the keyboard again")
+
+
+if __name__ == "__main__":
+    case.main()
