@@ -67,7 +67,9 @@ function(vela_add_test name)
   add_executable(${name} ${name}.cpp ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)
   add_test(NAME ${name} COMMAND ${name})
+  # A device test has both cores to itself: what it hears is in real time.
   set_tests_properties(${name} PROPERTIES
+    PROCESSORS $<IF:$<STREQUAL:${ARG_LABEL},device>,2,1>
     LABELS ${ARG_LABEL}
     TIMEOUT ${ARG_TIMEOUT}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${ARG_ENVIRONMENT}")

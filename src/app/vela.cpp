@@ -137,8 +137,7 @@ void Vela::setProject(const ProjectHandle& project)
 
 void Vela::stopTransport()
 {
-    m_engine->stopPlayback();
-    m_engine->stopRecording();
+    m_engine->stopAll();
     m_ui.playStop->setChecked(false);
     m_ui.record->setChecked(false);
     applyTimerRule();

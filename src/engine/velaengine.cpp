@@ -6,6 +6,7 @@
 #include "engine/transport.h"
 #include "media/audio/audiosystem.h"
 
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QLoggingCategory>
 #include <QTimer>
@@ -52,8 +53,7 @@ VelaEngine::VelaEngine(QObject* parent)
 
 VelaEngine::~VelaEngine()
 {
-    stopPlayback();
-    stopRecording();
+    stopAll();
     m_recordTrack.reset();
     m_recordBuffer.clear();
     m_monitorRight.clear();
@@ -239,6 +239,22 @@ void VelaEngine::stopRecording()
     if (m_project)
         m_project->recording = false;
     updateDiagnosticsTimer();
+}
+
+void VelaEngine::stopAll()
+{
+    // Both are asked first, so that one that hangs does not hold up the other.
+    if (m_outputNode)
+        m_outputNode->requestStop();
+    if (m_inputNode)
+        m_inputNode->requestStop();
+    const QDeadlineTimer deadline(media::audio::AudioNode::kCallBound);
+    if (m_outputNode)
+        static_cast<void>(m_outputNode->waitUntilIdle(deadline));
+    if (m_inputNode)
+        static_cast<void>(m_inputNode->waitUntilIdle(deadline));
+    stopPlayback();
+    stopRecording();
 }
 
 void VelaEngine::pumpRecording()

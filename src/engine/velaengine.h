@@ -61,6 +61,10 @@ public:
 
     [[nodiscard]] bool isRecording() const { return m_recording; }
 
+    /// Whatever it is doing → stopped, both directions within one bound even if
+    /// both devices hang (AudioNode::kCallBound).
+    void stopAll();
+
     /// The track being recorded into; null when not recording.
     [[nodiscard]] TrackHandle recordTrack() const { return m_recordTrack; }
 
