@@ -12,25 +12,27 @@ namespace translation {
 
 namespace {
 
-const QString kFolder = QStringLiteral(":/translations");
-const QString kOwnTexts = QStringLiteral("vela_");
-const QString kToolkitTexts = QStringLiteral("qtbase_");
-
 bool isEnglish(const QString& language)
 {
     return language == QLatin1String("C") || language == QLatin1String("en") ||
            language.startsWith(QLatin1String("en-"));
 }
 
-bool isCompiledIn(const QString& code)
+QString ownTexts(const QString& code)
 {
-    return QFile::exists(kFolder + u'/' + kOwnTexts + code + QStringLiteral(".qm"));
+    return QStringLiteral(":/translations/vela_%1.qm").arg(code);
 }
 
-void installFrom(const QString& folder, const QString& name)
+QString toolkitTexts(const QString& code)
+{
+    return QLibraryInfo::path(QLibraryInfo::TranslationsPath) +
+           QStringLiteral("/qtbase_%1.qm").arg(code);
+}
+
+void installFile(const QString& path)
 {
     auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
-    if (translator->load(name, folder))
+    if (translator->load(path))
         QCoreApplication::installTranslator(translator.release());
 }
 
@@ -44,7 +46,7 @@ QString languageFor(const QStringList& uiLanguages)
             return {};
         const QString code = language.replace(u'-', u'_');
         for (const QString& candidate : {code, code.section(u'_', 0, 0)}) {
-            if (isCompiledIn(candidate))
+            if (QFile::exists(ownTexts(candidate)))
                 return candidate;
         }
     }
@@ -56,8 +58,8 @@ void install(const QLocale& locale)
     const QString language = languageFor(locale.uiLanguages());
     if (language.isEmpty())
         return;
-    installFrom(QLibraryInfo::path(QLibraryInfo::TranslationsPath), kToolkitTexts + language);
-    installFrom(kFolder, kOwnTexts + language);
+    installFile(toolkitTexts(language));
+    installFile(ownTexts(language));
 }
 
 } // namespace translation

@@ -194,7 +194,7 @@ private slots:
         QTest::addColumn<QString>("pattern");
         QTest::addRow("placeholders") << "%[0-9]";
         QTest::addRow("accelerators") << "&(?=\\w)";
-        QTest::addRow("file patterns and the marks between them") << "\\*\\.[a-z0-9*]+|;;|\\(\\*";
+        QTest::addRow("file patterns and the marks between them") << R"(\*\.[a-z0-9*]+|;;|\(\*)";
         QTest::addRow("ellipses") << "…";
     }
 
@@ -284,8 +284,8 @@ private slots:
 
     void longerTextsHaveRoomInTheWindow()
     {
-        auto* texts = new LongTexts(qApp);
-        QCoreApplication::installTranslator(texts);
+        LongTexts texts;
+        QCoreApplication::installTranslator(&texts);
         const auto window = makeWindow();
         QVERIFY(window->findChild<IconButton*>("pushButtonPlayStop")->text().startsWith("Playää"));
         window->findChild<ActivityStrip*>()->showMessage(
@@ -305,7 +305,8 @@ private slots:
 
     void longerTextsHaveRoomWhereThereIsNoTrack()
     {
-        QCoreApplication::installTranslator(new LongTexts(qApp));
+        LongTexts texts;
+        QCoreApplication::installTranslator(&texts);
         Vela window;
         window.show();
         window.findChild<ActivityStrip*>()->showWork(QStringLiteral("Opening"),
@@ -316,7 +317,8 @@ private slots:
 
     void longerTextsHaveRoomInTheHelp()
     {
-        QCoreApplication::installTranslator(new LongTexts(qApp));
+        LongTexts texts;
+        QCoreApplication::installTranslator(&texts);
         ShortcutRegistry registry;
         fillShortcutRegistry(registry);
         ShortcutHelpWidget help(registry);
@@ -359,7 +361,7 @@ private slots:
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);
         const auto window = makeWindow();
         auto* view = window->findChild<WaveformView*>();
-        view->setViewRange(0, 10 * view->width());
+        view->setViewRange(0, qint64{10} * view->width());
         QCOMPARE(view->xToSample(5), 50);
         QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(30, 40));
         QCOMPARE(window->project()->cursor.position, 300);

@@ -118,6 +118,15 @@ class Accessibility(case.EditorCase):
         wait_until(lambda: self.editor.track_names() == ["lead"], SECONDS, "the new name")
         self.assertEqual(self.focused(), ("label", "lead"))
 
+    def test_the_window_speaks_the_users_language(self):
+        self.editor.stop()
+        environment = dict(self.stage.environment)
+        self.addCleanup(setattr, self.stage, "environment", environment)
+        self.stage.environment = dict(environment, LC_ALL="de_DE.UTF-8")
+        controls = self.start().controls
+        self.assertEqual(controls.find(BUTTONS, "Laden").description, "Projekt öffnen")
+        self.assertEqual(controls.all(BUTTONS, "Load"), [])
+
     def test_the_scopes_mode_is_chosen_by_keyboard(self):
         self.tab_to("Audio scope")
         before = len(self.display.windows_of(self.editor.process.pid))
