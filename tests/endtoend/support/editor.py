@@ -152,9 +152,13 @@ class Editor:
 
     def track_names(self):
         """The tracks from top to bottom, by the names of their Mute buttons."""
-        buttons = self.controls.all(BUTTONS, prefix=MUTE)
-        buttons.sort(key=lambda button: self.controls.area(button)[1])
-        return [button.name.removeprefix(MUTE) for button in buttons]
+        placed = []
+        for button in self.controls.all(BUTTONS, prefix=MUTE):
+            try:
+                placed.append((self.controls.area(button)[1], button.name.removeprefix(MUTE)))
+            except NotImplementedError:  # its strip has gone since
+                continue
+        return [name for _, name in sorted(placed, key=lambda entry: entry[0])]
 
     def header_area(self, track):
         """Left, top, width and height of the part of the strip that has the name."""
