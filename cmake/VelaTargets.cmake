@@ -49,7 +49,9 @@ endfunction()
 #               [TIMEOUT seconds] [ENVIRONMENT ...])
 # The source is <tst_class>.cpp beside the list file. Labels: "unit" needs no
 # sound server and no display, "device" starts a private sound server,
-# "endtoend" also a virtual display.
+# "endtoend" also a virtual display. Suites named in vela_threaded_tests get the
+# label "threads" as well, and belong to the target threaded_tests: these are what
+# ThreadSanitizer is asked about.
 function(vela_add_test name)
   cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
   if(NOT ARG_LABEL)
@@ -64,13 +66,23 @@ function(vela_add_test name)
     # a program (a sound server) goes on to start threads.
     list(APPEND ARG_ENVIRONMENT "TSAN_OPTIONS=ignore_noninstrumented_modules=1:die_after_fork=0")
   endif()
+  if("address" IN_LIST VELA_SANITIZE)
+    list(APPEND ARG_ENVIRONMENT
+      "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
+      "UBSAN_OPTIONS=print_stacktrace=1")
+  endif()
   add_executable(${name} ${name}.cpp ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)
+  set(labels ${ARG_LABEL})
+  if(name IN_LIST vela_threaded_tests)
+    list(APPEND labels threads)
+    add_dependencies(threaded_tests ${name})
+  endif()
   add_test(NAME ${name} COMMAND ${name})
   # A device test has both cores to itself: what it hears is in real time.
   set_tests_properties(${name} PROPERTIES
     PROCESSORS $<IF:$<STREQUAL:${ARG_LABEL},device>,2,1>
-    LABELS ${ARG_LABEL}
+    LABELS "${labels}"
     TIMEOUT ${ARG_TIMEOUT}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${ARG_ENVIRONMENT}")
 endfunction()
