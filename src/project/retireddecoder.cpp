@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QList>
+#include <QPointer>
 
 #include <utility>
 
@@ -20,11 +21,12 @@ void RetiredDecoder::retire(std::unique_ptr<QAudioDecoder> decoder,
                        QCoreApplication::instance());
 }
 
-// What a sleeping thread may hold on to is kept, and kept reachable.
+// What a sleeping thread may hold on to is kept, and kept reachable: the list
+// itself is never destroyed.
 void RetiredDecoder::abandon(std::unique_ptr<QAudioDecoder> decoder,
                              std::unique_ptr<WatchedFile> file)
 {
-    static QList<std::pair<QAudioDecoder*, WatchedFile*>> abandoned;
+    static auto& abandoned = *new QList<std::pair<QAudioDecoder*, WatchedFile*>>;
     abandoned.append({decoder.release(), file.release()});
 }
 
@@ -83,7 +85,9 @@ void RetiredDecoder::tick()
 void RetiredDecoder::waitAtTheEnd()
 {
     const QDeadlineTimer deadline(kLastPatienceMs);
-    while (m_ticker.isActive() && !deadline.hasExpired())
+    // No loop runs any more, so the events below may delete this object.
+    const QPointer self(this);
+    while (self && m_ticker.isActive() && !deadline.hasExpired())
         QCoreApplication::processEvents(
             QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents, kTickMs);
 }
