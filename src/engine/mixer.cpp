@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 namespace mixer {
@@ -37,8 +38,23 @@ struct Side {
     float* out; ///< written when the sum is finished
 };
 
+/// Loops of their own: each becomes a single vector instruction an element.
+[[gnu::always_inline]] inline void clip(Side side)
+{
+    double* __restrict sum = side.sum;
+    float* __restrict out = side.out;
+    for (qsizetype i = 0; i < kBlockFrames; ++i)
+        sum[i] = 1.0 < sum[i] ? 1.0 : sum[i];
+    for (qsizetype i = 0; i < kBlockFrames; ++i) {
+        const double value = sum[i];
+        out[i] = static_cast<float>(-1.0 > value ? -1.0 : value);
+        sum[i] = -1.0 > value ? -1.0 : value;
+    }
+}
+
 /// Adds the first `kCount` channels, one after the other, which makes the result
-/// the same to the bit as one pass for each.
+/// the same to the bit as one pass for each. Whether anything must be clipped is
+/// found out on the way, for mostly nothing must.
 template <std::size_t kCount, Stage kStage>
 [[gnu::always_inline]] inline void pass(Side side, const float* const* channels)
 {
@@ -46,22 +62,20 @@ template <std::size_t kCount, Stage kStage>
     float* __restrict out = side.out;
     std::array<const float*, kCount> in{};
     std::copy_n(channels, kCount, in.begin());
+    qint64 exceeds = 0;
     for (qsizetype i = 0; i < kBlockFrames; ++i) {
         double value = begins(kStage) ? 0.0 : sum[i];
         for (const float* channel : in)
             value += static_cast<double>(channel[i]);
-        if constexpr (finishes(kStage))
-            value = 1.0 < value ? 1.0 : value;
         sum[i] = value;
-    }
-    // Loops of their own: each becomes a single vector instruction an element.
-    if constexpr (finishes(kStage)) {
-        for (qsizetype i = 0; i < kBlockFrames; ++i) {
-            const double value = sum[i];
-            out[i] = static_cast<float>(-1.0 > value ? -1.0 : value);
-            sum[i] = -1.0 > value ? -1.0 : value;
+        if constexpr (finishes(kStage)) {
+            out[i] = static_cast<float>(value);
+            // The square of a number just above 1 does not round to 1.
+            exceeds |= value * value > 1.0 ? 1 : 0;
         }
     }
+    if (exceeds != 0)
+        clip(side);
 }
 
 template <Stage kStage>
@@ -174,27 +188,83 @@ private:
     bool m_begun = false;
 };
 
+/// The tracks that one machine word has a bit for each of.
+constexpr qsizetype kTracksPerGroup = 64;
+
+/// The switches of a group of tracks, the first one in the lowest bit.
+struct Switches {
+    quint64 soloed = 0;
+    quint64 open = 0; ///< not muted
+};
+
+/// Without branches: a silent track costs next to nothing.
+Switches switchesOf(const QList<TrackHandle>& tracks, qsizetype begin)
+{
+    Switches switches;
+    const qsizetype count = std::min(tracks.size() - begin, kTracksPerGroup);
+    for (qsizetype i = 0; i < count; ++i) {
+        const Track& track = *tracks[begin + i];
+        switches.soloed |= quint64{track.solo} << i;
+        switches.open |= quint64{!track.muted} << i;
+    }
+    return switches;
+}
+
+bool isAnySoloed(const QList<TrackHandle>& tracks, qsizetype begin)
+{
+    return std::any_of(tracks.cbegin() + std::min(begin, tracks.size()), tracks.cend(),
+                       [](const TrackHandle& track) { return track->solo; });
+}
+
+/// One block of both sides.
+class BlockSum {
+public:
+    BlockSum(qint64 position, Side left, Side right)
+        : m_position(position)
+        , m_left(left)
+        , m_right(right)
+    {
+    }
+
+    void add(const Track& track)
+    {
+        if (track.channels < 1 || track.samples.isEmpty())
+            return;
+        const qint64 length = track.length();
+        const bool mono = track.channels == 1 || track.samples.size() == 1;
+        m_left.add(track.samples[0], length, m_position);
+        m_right.add(track.samples[mono ? 0 : 1], length, m_position);
+    }
+
+    void finish()
+    {
+        m_left.finish();
+        m_right.finish();
+    }
+
+private:
+    qint64 m_position;
+    SideSum m_left;
+    SideSum m_right;
+};
+
 } // namespace
 
 void mixBlock(const VelaProject& project, qint64 position, double* planar, float* left,
               float* right)
 {
-    const bool anySolo = std::any_of(project.tracks.cbegin(), project.tracks.cend(),
-                                     [](const TrackHandle& track) { return track->solo; });
-    SideSum leftSum({planar, left});
-    SideSum rightSum({planar + kBlockFrames, right});
-    for (const TrackHandle& handle : project.tracks) {
-        const Track& track = *handle;
-        const bool sounds = anySolo ? track.solo : !track.muted;
-        if (!sounds || track.channels < 1 || track.samples.isEmpty())
-            continue;
-        const qint64 length = track.length();
-        const bool mono = track.channels == 1 || track.samples.size() == 1;
-        leftSum.add(track.samples[0], length, position);
-        rightSum.add(track.samples[mono ? 0 : 1], length, position);
+    const QList<TrackHandle>& tracks = project.tracks;
+    BlockSum sum(position, {planar, left}, {planar + kBlockFrames, right});
+    Switches switches = switchesOf(tracks, 0);
+    const bool anySolo = switches.soloed != 0 || isAnySoloed(tracks, kTracksPerGroup);
+    for (qsizetype begin = 0; begin < tracks.size(); begin += kTracksPerGroup) {
+        if (begin > 0)
+            switches = switchesOf(tracks, begin);
+        quint64 sounding = anySolo ? switches.soloed : switches.open;
+        for (; sounding != 0; sounding &= sounding - 1)
+            sum.add(*tracks[begin + std::countr_zero(sounding)]);
     }
-    leftSum.finish();
-    rightSum.finish();
+    sum.finish();
 }
 
 } // namespace mixer

@@ -202,6 +202,62 @@ private slots:
         compareBlocks(mix(*project, 0), 0.5, 0.25);
     }
 
+    // Switches are read in groups, so every place around a group's end counts.
+    void mixBlockHearsASwitchWhereverTheTrackStands_data()
+    {
+        QTest::addColumn<int>("tracks");
+        QTest::addColumn<int>("heard");
+        for (const int tracks : {1, 63, 64, 65, 128, 130}) {
+            for (const int heard : {0, 62, 63, 64, 127, 129}) {
+                if (heard < tracks)
+                    QTest::addRow("%d of %d", heard, tracks) << tracks << heard;
+            }
+        }
+    }
+
+    void mixBlockHearsASwitchWhereverTheTrackStands()
+    {
+        QFETCH(const int, tracks);
+        QFETCH(const int, heard);
+        const auto project = VelaProject::create();
+        for (int t = 0; t < tracks; ++t)
+            addConstant(*project, 0.25F, -0.125F)->muted = t != heard;
+        compareBlocks(mix(*project, 0), 0.25, -0.125);
+
+        for (const TrackHandle& track : std::as_const(project->tracks))
+            track->muted = !track->muted;
+        project->tracks[heard]->solo = true;
+        compareBlocks(mix(*project, 0), 0.25, -0.125);
+    }
+
+    void mixBlockClipsASingleSampleOnEitherSideOfEverySum_data()
+    {
+        QTest::addColumn<int>("tracks");
+        for (const int tracks : {1, 2, 3, 8, 9, 16})
+            QTest::addRow("%d", tracks) << tracks;
+    }
+
+    void mixBlockClipsASingleSampleOnEitherSideOfEverySum()
+    {
+        QFETCH(const int, tracks);
+        for (const qsizetype at : {qsizetype{0}, qsizetype{500}, kBlockFrames - 1}) {
+            for (const float level : {1.25F, -1.25F}) {
+                const auto project = VelaProject::create();
+                QList<float> samples = signal_makers::constant(kBlockFrames, 0.5F);
+                samples[at] = level;
+                add(*project, {samples});
+                for (int t = 1; t < tracks; ++t)
+                    addConstant(*project, 0.0F, 0.0F);
+                const Block block = mix(*project, 0);
+                for (qsizetype i = 0; i < kBlockFrames; ++i) {
+                    const float expected = i != at ? 0.5F : level > 0.0F ? 1.0F : -1.0F;
+                    QCOMPARE(block.left(i), static_cast<double>(expected));
+                    QCOMPARE(block.rightOut[static_cast<std::size_t>(i)], expected);
+                }
+            }
+        }
+    }
+
     void mixBlockKeepsTheSampleListsShared()
     {
         const auto project = VelaProject::create();
