@@ -13,6 +13,9 @@ namespace {
 // 100 is kept for an import that has succeeded.
 constexpr qint64 kHighestRunningPercent = 99;
 
+constexpr qint64 kMsPerSecond = 1000;
+constexpr qint64 kRoundingMs = 1; ///< durations are told in whole ones
+
 } // namespace
 
 DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks)
@@ -63,17 +66,34 @@ void DecoderRun::takeBuffer()
     m_idleTicks = 0;
     if (!buffer.isValid())
         return;
+    if (m_samples.isEmpty())
+        m_samples.expect(expectedFrames(buffer.format()));
     m_samples.add(buffer);
     reportProgress();
 }
 
-void DecoderRun::reportProgress()
+qint64 DecoderRun::durationMs() const
 {
     const qint64 reported = m_decoder->duration();
-    const qint64 durationMs = reported < 0 ? m_knownDurationMs : reported;
-    if (durationMs <= 0)
+    return reported < 0 ? m_knownDurationMs : reported;
+}
+
+// A damaged file may claim years. What stores less than a byte a sample takes
+// longer to decode than its list takes to grow.
+qint64 DecoderRun::expectedFrames(const QAudioFormat& format) const
+{
+    const qint64 rateHz = std::max(format.sampleRate(), 1);
+    const qint64 storable = m_file->size() / std::max(format.channelCount(), 1);
+    const qint64 storableMs = storable * kMsPerSecond / rateHz;
+    return (std::clamp<qint64>(durationMs(), 0, storableMs) + kRoundingMs) * rateHz / kMsPerSecond;
+}
+
+void DecoderRun::reportProgress()
+{
+    const qint64 duration = durationMs();
+    if (duration <= 0)
         return;
-    const qint64 percent = std::max<qint64>(m_decoder->position(), 0) * 100 / durationMs;
+    const qint64 percent = std::max<qint64>(m_decoder->position(), 0) * 100 / duration;
     emit progressChanged(static_cast<int>(std::min(percent, kHighestRunningPercent)));
 }
 

@@ -65,6 +65,9 @@ signals:
     void done();
 
 private:
+    /// The decoder's, or the one that was known before; −1: unknown.
+    [[nodiscard]] qint64 durationMs() const;
+    [[nodiscard]] qint64 expectedFrames(const QAudioFormat& format) const;
     void takeBuffer();
     void reportProgress();
     void finish();

@@ -76,6 +76,12 @@ void deinterleave(const void* data, qsizetype values, int stride, qsizetype fram
             toFloat(source[whole * stride + channel]);
 }
 
+void reserveAll(QList<QList<float>>& channels, qsizetype frames)
+{
+    for (QList<float>& channel : channels)
+        channel.reserve(frames);
+}
+
 void appendBuffer(QList<QList<float>>& channels, const QAudioBuffer& buffer)
 {
     const qsizetype frames = buffer.frameCount();
@@ -141,6 +147,8 @@ void SampleCollector::add(const QAudioBuffer& buffer)
     if (m_isEmpty) {
         m_keeping = !mapsToItself;
         m_channels = QList<QList<float>>(trackChannelsFor(channels));
+        if (!m_keeping)
+            reserveAll(m_channels, m_expectedFrames);
     } else if (!m_keeping && channels != m_sourceChannels) {
         keepWhatWasConverted();
     }
@@ -175,8 +183,7 @@ QList<QList<float>> SampleCollector::takeChannels()
         qsizetype frames = 0;
         for (const QAudioBuffer& buffer : std::as_const(m_kept))
             frames += buffer.frameCount();
-        for (QList<float>& channel : channels)
-            channel.reserve(frames);
+        reserveAll(channels, frames);
         for (QAudioBuffer& buffer : m_kept) {
             appendBuffer(channels, buffer);
             buffer = {};

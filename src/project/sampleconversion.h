@@ -23,6 +23,10 @@
 /// Reentrant; no Qt event loop needed.
 class SampleCollector {
 public:
+    /// Makes room for so many frames in all, for growing touches memory that is
+    /// left again. Takes effect with the first buffer; may be wrong either way.
+    void expect(qsizetype frames) { m_expectedFrames = frames; }
+
     /// Takes one valid buffer; its data is read in place and shared if kept.
     void add(const QAudioBuffer& buffer);
 
@@ -46,6 +50,7 @@ private:
     static constexpr int kDefaultChannels = 2;
 
     bool m_isEmpty = true;
+    qsizetype m_expectedFrames = 0;
     int m_sourceChannels = kDefaultChannels;
     int m_sampleRate = kDefaultRateHz;
     bool m_keeping = false;          ///< buffers are kept instead of converted

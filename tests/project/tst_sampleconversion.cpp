@@ -253,6 +253,26 @@ private slots:
         QCOMPARE(collector.sourceChannels(), 1);
     }
 
+    void whatIsExpectedIsRoomAndNothingElse_data()
+    {
+        QTest::addColumn<qsizetype>("frames");
+        QTest::newRow("nothing") << qsizetype{0};
+        QTest::newRow("too little") << qsizetype{1};
+        QTest::newRow("too much") << qsizetype{5000};
+    }
+
+    void whatIsExpectedIsRoomAndNothingElse()
+    {
+        QFETCH(const qsizetype, frames);
+        SampleCollector collector;
+        collector.expect(frames);
+        collector.add(floats({1, 2, 3, 4}, 2));
+        collector.add(floats({5, 6}, 2));
+        const QList<QList<float>> channels = collector.takeChannels();
+        QCOMPARE(channels, (QList<QList<float>>{{1, 3, 5}, {2, 4, 6}}));
+        QVERIFY(channels[0].capacity() >= frames && channels[1].capacity() >= frames);
+    }
+
     void takingLeavesTheCollectorAsNew()
     {
         SampleCollector collector;
