@@ -4,6 +4,7 @@
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
 #include "support/soundserver.h"
+#include "widgets/stereoseparationwidget.h"
 #include "widgets/unifiedaudioscope.h"
 #include "widgets/waveformview.h"
 
@@ -95,12 +96,50 @@ private slots:
         IconButton* play = button("pushButtonPlayStop");
         play->click();
         QVERIFY(m_project->playing);
-        QCOMPARE(m_window->findChild<UnifiedAudioScope*>()->sampleRate(), 48000);
         QTRY_VERIFY_WITH_TIMEOUT(shownPosition() != QLatin1String("00:00:00.000"), kPatienceMs);
         QVERIFY(play->isChecked());
         QTRY_VERIFY_WITH_TIMEOUT(!play->isChecked(), kPatienceMs);
         QVERIFY(!m_project->playing);
         QCOMPARE(shownPosition(), "00:00:00.000");
+    }
+
+    void theScopeTakesRateAndChannelsFromTheOutputsFormat()
+    {
+        const auto* scope = m_window->findChild<UnifiedAudioScope*>();
+        QCOMPARE(scope->channelCount(), 1);
+        addSound(qsizetype{60} * 96000);
+        for (const int rateHz : {22050, 96000}) {
+            m_project->sampleRate = rateHz;
+            button("pushButtonPlayStop")->click();
+            QVERIFY(m_project->playing);
+            QCOMPARE(scope->sampleRate(), rateHz);
+            QCOMPARE(scope->channelCount(), 2);
+            button("pushButtonStop")->click();
+        }
+    }
+
+    void whatIsPlayedIsSeenOnScopeAndStereoView()
+    {
+        const TrackHandle track = m_project->addTrack({}, 2);
+        track->samples = {signal_makers::constant(qsizetype{60} * 44100, 0.5F),
+                          signal_makers::constant(qsizetype{60} * 44100, -0.25F)};
+        m_window->updateTrackViews();
+        const auto* scope = m_window->findChild<UnifiedAudioScope*>();
+        button("pushButtonPlayStop")->click();
+        // Two lanes of 90 rows: 45 − truncate(0.5 × 44) and 90 + 45 + truncate(0.25 × 44)
+        const auto isSeen = [scope](int channel, int row) {
+            const QImage& frame = scope->frame();
+            return frame.pixel(frame.width() - 1, row) == scope->traceColour(channel).rgb();
+        };
+        QCOMPARE(scope->frame().height(), 180);
+        QTRY_VERIFY_WITH_TIMEOUT(isSeen(0, 23) && isSeen(1, 146), kPatienceMs);
+        auto* stereo = m_window->findChild<StereoSeparationWidget*>();
+        const QImage picture = stereo->grab().toImage();
+        // 25 − truncate(25 × 0.125) is what both have in common, 25 − truncate(25 × 0.375)
+        // by how much the left is more
+        QCOMPARE(picture.pixel(picture.width() - 1, 22), qRgb(0, 200, 0));
+        QCOMPARE(picture.pixel(picture.width() - 1, 16), qRgb(0, 180, 255));
+        button("pushButtonStop")->click();
     }
 
     void theStopButtonEndsPlaying()

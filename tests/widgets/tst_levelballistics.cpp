@@ -118,6 +118,15 @@ private slots:
         compareNear(meter.reading().peakHold, 0.748);
     }
 
+    void anEquallyLoudBlockLetsTheHoldFall()
+    {
+        LevelBallistics meter;
+        addConstant(meter, 0.5F, 64, 0);
+        addConstant(meter, 0.5F, 64, 400);
+        meter.advance(501);
+        compareNear(meter.reading().peakHold, 0.498);
+    }
+
     void samplesThatAreNotFiniteCountAsSilence()
     {
         LevelBallistics meter;

@@ -1,58 +1,21 @@
 #include "support/logcatcher.h"
+#include "support/rowwindow.h"
 #include "widgets/popout.h"
 
 #include <QGridLayout>
-#include <QHBoxLayout>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPointer>
 #include <QTest>
-#include <QVBoxLayout>
 
 #include <memory>
 
 namespace {
 
-/// A window whose second row holds an edit, the movable widget and another edit.
-struct Window {
-    std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
-    QHBoxLayout* row = nullptr;
-    QLineEdit* before = nullptr;
-    QPointer<QWidget> movable;
-    QLineEdit* after = nullptr;
-    PopOut* popOut = nullptr;
+struct Window : RowWindow<QWidget> {
+    PopOut* popOut = new PopOut(movable);
 
     Window()
     {
-        auto* outer = new QVBoxLayout(window.get());
-        outer->addWidget(new QLabel(QStringLiteral("toolbar")));
-        row = new QHBoxLayout;
-        outer->addLayout(row);
-        before = new QLineEdit;
-        movable = new QWidget;
         movable->setFocusPolicy(Qt::StrongFocus);
         movable->setMinimumSize(160, 90);
-        after = new QLineEdit;
-        row->addWidget(before);
-        row->addWidget(movable, 3);
-        row->addWidget(after, 1);
-        popOut = new PopOut(movable);
-    }
-
-    [[nodiscard]] QLabel* placeholder() const
-    {
-        for (QLabel* label : window->findChildren<QLabel*>()) {
-            if (label->text().startsWith(QStringLiteral("Popped out")) && !label->isHidden())
-                return label;
-        }
-        return nullptr;
-    }
-
-    [[nodiscard]] bool isInPlace() const
-    {
-        return movable->parentWidget() == window.get() && !movable->isWindow() &&
-               row->indexOf(movable) == 1 && row->stretch(1) == 3 && row->stretch(2) == 1 &&
-               row->count() == 3;
     }
 };
 
@@ -66,13 +29,7 @@ private:
 
 private slots:
 
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        // The screenless platform says so about some of what a window may ask of it.
-        m_log->tolerate(QtWarningMsg, QStringLiteral("This plugin does not support"));
-        m_log->tolerate(QtDebugMsg, QStringLiteral("This plugin does not support"));
-    }
+    void init() { m_log = std::make_unique<LogCatcher>(); }
 
     void cleanup() { m_log.reset(); }
 

@@ -122,6 +122,21 @@ private:
             QCOMPARE(bank.power(k), other.power(k));
     }
 
+    /// After a sine at the centre of `band`, so that nothing but it is left, the band
+    /// and its neighbours read what the stages let through there. Farther away the
+    /// sine's mirror image at the negative frequency is no longer small beside it.
+    static void requireClosedFormAround(const SpectrumAnalyser& bank, int band)
+    {
+        constexpr int kReach = 4;
+        for (int k = qMax(band - kReach, 0); k <= qMin(band + kReach, kBands - 1); ++k) {
+            const double apart =
+                decibels(bank.power(k)) - decibels(closedFormPower(k, bandHz(band) - bandHz(k)));
+            QVERIFY2(std::abs(apart) < 1.0,
+                     qPrintable(
+                         QStringLiteral("sine at %1, band %2: %3 dB").arg(band).arg(k).arg(apart)));
+        }
+    }
+
     std::unique_ptr<LogCatcher> m_log;
 
 private slots:
@@ -225,6 +240,7 @@ private slots:
                              qPrintable(QStringLiteral("%1 over %2").arg(other).arg(band)));
                 }
             }
+            requireClosedFormAround(bank, band);
         }
     }
 
@@ -244,7 +260,10 @@ private slots:
         for (int group = 0; group < kBands; group += kGroup) {
             double mean = 0;
             for (int k = group; k < group + kGroup; ++k) {
-                mean += sum[static_cast<size_t>(k)] / (kBlocks - 64) / noisePower(k) / kGroup;
+                const double share = sum[static_cast<size_t>(k)] / (kBlocks - 64) / noisePower(k);
+                QVERIFY2(std::abs(decibels(share * 3)) < 1.0,
+                         qPrintable(QStringLiteral("band %1: %2").arg(k).arg(share * 3)));
+                mean += share / kGroup;
             }
             QVERIFY2(std::abs(mean * 3 - 1) < 0.1,
                      qPrintable(QStringLiteral("bands from %1: %2").arg(group).arg(mean * 3)));
@@ -272,6 +291,11 @@ private slots:
                 QVERIFY2(std::abs(apart) < 0.5,
                          qPrintable(QStringLiteral("band %1: %2 dB").arg(k).arg(apart)));
             }
+        }
+        for (int band = 0; band < kBands; band += 17) {
+            SpectrumAnalyser aged = bank;
+            process(aged, signal_makers::sine(settlingSamples(band), bandHz(band), kRateHz));
+            requireClosedFormAround(aged, band);
         }
     }
 

@@ -1,4 +1,5 @@
 #include "support/logcatcher.h"
+#include "support/paintcounter.h"
 #include "support/signalmakers.h"
 #include "widgets/stereoseparationwidget.h"
 
@@ -184,6 +185,32 @@ private slots:
         const auto widget = widgetOf(80, 50);
         widget->pushFrames({0.5F, 0.5F}, {0.5F});
         QCOMPARE(newestColumn(*widget), column(50, {{25, kCentre}, {19, kBlue}}));
+    }
+
+    void whatIsPushedIsPaintedSoon()
+    {
+        const auto widget = widgetOf(80, 50);
+        widget->show();
+        QVERIFY(QTest::qWaitForWindowExposed(widget.get()));
+        QCoreApplication::processEvents();
+        const PaintCounter paints(*widget);
+        widget->pushFrames({1.0F}, {1.0F});
+        QTRY_COMPARE(paints.count(), 1);
+    }
+
+    void withoutRoomNothingIsDrawn()
+    {
+        const auto widget = widgetOf(80, 50);
+        widget->setMinimumSize(0, 0);
+        for (const QSize size : {QSize(0, 50), QSize(80, 0)}) {
+            widget->setFixedHeight(size.height());
+            widget->resize(size);
+            widget->pushFrames({1.0F}, {1.0F});
+            QCOMPARE(widget->size(), size);
+        }
+        widget->setFixedHeight(50);
+        widget->resize(80, 50);
+        QCOMPARE(newestColumn(*widget), column(50, {}));
     }
 
     void resizingStartsAnew()

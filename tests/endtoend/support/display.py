@@ -119,8 +119,15 @@ class Display:
     def type(self, text, delay_ms=8):
         self._xdotool("type", "--clearmodifiers", "--delay", delay_ms, text)
 
+    def _pointer(self):
+        values = dict(line.split("=", 1) for line in
+                      self._xdotool("getmouselocation", "--shell").split())
+        return int(values["X"]), int(values["Y"])
+
     def move(self, x, y):
-        self._xdotool("mousemove", "--sync", x, y)
+        # Waiting for a move to where the pointer is already takes 15 seconds.
+        if self._pointer() != (x, y):
+            self._xdotool("mousemove", "--sync", x, y)
 
     def click(self, x, y, button=LEFT, times=1):
         self.move(x, y)

@@ -15,12 +15,14 @@ from .sound import SoundServer
 TITLE = "Quorix Vela"
 OPEN_TITLE = "Open File"
 SAVE_TITLE = "Save Project"
+SCOPE_TITLE = "Audio Scope"
 IMPORT_SECONDS = 30.0
 START_SECONDS = 10.0
 CLOSE_SECONDS = 10.0
 TYPED_SECONDS = 3.0
 TYPING_DELAYS_MS = (8, 40, 120, 250)
 MUTE, SOLO = "Mute ", "Solo "
+PLACEHOLDER = "Popped out — double-click to restore"
 SCOPE_MODES = ("Waveform", "Spectrum", "Level")
 PLAY, STOP, RECORD = "Play", "Stop", "Rec"
 _POSITION = re.compile(r"\d{2,}:\d{2}:\d{2}\.\d{3}")
@@ -178,6 +180,32 @@ class Editor:
         self._wait_for_windows(before + 1, "the menu to open")
         self.display.key(*["Down"] * (SCOPE_MODES.index(mode) + 1), "Return")
         self._wait_for_windows(before, "the menu to close")
+
+    def _double_click(self, area):
+        left, top, width, height = area
+        self.display.click(left + width // 2, top + height // 2, times=2)
+
+    def take_scope_out(self):
+        """A double-click on the scope; returns the window that it is in from then on."""
+        self.display.activate(self.window)
+        self._double_click(self.scope_area())
+        return self.display.wait_for_window(SCOPE_TITLE)
+
+    def put_scope_back(self):
+        """A double-click on the scope where it is now."""
+        self.display.activate(self.display.wait_for_window(SCOPE_TITLE))
+        self._double_click(self.scope_area())
+        self.display.wait_for_no_window(SCOPE_TITLE)
+
+    def placeholder(self):
+        """What stands in the window where the scope was taken out."""
+        return self.controls.find("label", PLACEHOLDER)
+
+    def call_scope_back(self):
+        """A double-click where the scope was taken out."""
+        self.display.activate(self.window)
+        self._double_click(self.controls.area(self.placeholder()))
+        self.display.wait_for_no_window(SCOPE_TITLE)
 
     def _wait_for_windows(self, count, what):
         wait_until(lambda: len(self.display.windows_of(self.process.pid)) == count,

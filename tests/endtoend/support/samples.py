@@ -64,6 +64,21 @@ def tune(rate, seconds, channels=STEREO):
     return samples
 
 
+def sweep(rate, seconds):
+    """From 20 Hz to 20 kHz at the left while the right falls from 20 kHz, swelling and
+    fading once a second, so that nothing that is shown of it stands still."""
+    frames = int(rate * seconds)
+    span = math.log(1000.0)
+    scale = 2.0 * math.pi * 20.0 * seconds / span
+    left = array.array("f")
+    for frame in range(frames):
+        level = 0.85 - 0.6 * math.cos(math.pi * frame / rate) ** 2
+        left.append(level * math.sin(scale * math.expm1(span * frame / frames)))
+    both = array.array("f", bytes(2 * len(left) * BYTES_PER_SAMPLE))
+    both[0::2], both[1::2] = left, left[::-1]
+    return both
+
+
 def decoded_by_ffmpeg(path, rate, channels=STEREO):
     """The file's samples by way of the command line decoder, as bytes of floats."""
     target = Path(path).with_suffix(".decoded")
