@@ -25,6 +25,7 @@ int runVela(int& argc, char** argv)
     translation::install(QLocale::system());
     QCoreApplication::setApplicationName(QString::fromUtf16(kOrganisationName) +
                                          QStringLiteral(" Vela"));
+    QCoreApplication::setApplicationVersion(QString::fromUtf16(kVersion));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/vector/logo.svg")));
     if (QStyle* fusion = QStyleFactory::create(QStringLiteral("fusion")))
         QApplication::setStyle(fusion);

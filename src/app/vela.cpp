@@ -324,7 +324,7 @@ void Vela::updateTrackViews()
 void Vela::triggerKeyboardHelp()
 {
     if (!m_help)
-        m_help = std::make_unique<ShortcutHelpWidget>(m_shortcuts);
+        m_help = QSharedPointer<ShortcutHelpWidget>::create(m_shortcuts);
     m_help->setWindowTitle(tr("Keyboard Shortcuts"));
     m_help->showHelp();
 }

@@ -8,8 +8,6 @@
 #include <QWeakPointer>
 #include <QWidget>
 
-#include <memory>
-
 class FileWork;
 class QAudioFormat;
 class QTimer;
@@ -91,6 +89,6 @@ private:
     qint64 m_cursorBeforeRecording = 0; ///< frames
     QWeakPointer<Settings> m_settings;
     ShortcutRegistry m_shortcuts;
-    std::unique_ptr<ShortcutHelpWidget> m_help;
+    QSharedPointer<ShortcutHelpWidget> m_help;
     FileWork* m_work = nullptr;
 };

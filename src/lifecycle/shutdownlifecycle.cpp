@@ -131,13 +131,15 @@ bool ShutdownLifecycle::waitForTasks(milliseconds limit)
     requestShutdown();
     while (isShutdownRequested()) {
         runStartableTasks();
-        const QStringList left = taskIds();
-        if (left.isEmpty())
+        const Outstanding left = outstanding();
+        if (!left.awaited)
+            continue;
+        if (left.ids.isEmpty())
             return true;
         const qint64 now = nowMs();
-        const qint64 end = std::min(limitMs, lastDeadlineMs());
+        const qint64 end = std::min(limitMs, left.lastDeadlineMs);
         if (now >= end) {
-            qWarning() << "ShutdownLifecycle: not waiting any longer for" << left;
+            qWarning() << "ShutdownLifecycle: not waiting any longer for" << left.ids;
             return false;
         }
         deadline.start(milliseconds(end - now));
@@ -196,6 +198,12 @@ bool ShutdownLifecycle::isReady() const
 
 void ShutdownLifecycle::runStartableTasks()
 {
+    // Tasks are the business of objects that live on this thread.
+    if (QThread::currentThread() != thread()) {
+        QMetaObject::invokeMethod(this, &ShutdownLifecycle::runStartableTasks,
+                                  Qt::QueuedConnection);
+        return;
+    }
     // One at a time: any of them may finish, replace or register others.
     while (const std::function<void()> run = takeNextRun())
         run();
@@ -215,16 +223,20 @@ std::function<void()> ShutdownLifecycle::takeNextRun()
     return {};
 }
 
-qint64 ShutdownLifecycle::lastDeadlineMs() const
+ShutdownLifecycle::Outstanding ShutdownLifecycle::outstanding() const
 {
-    qint64 last = 0;
+    // At one moment: another thread may finish, register or abort at any time.
+    const Lock lock(m_mutex);
+    Outstanding found;
+    found.awaited = m_requested;
     for (const Record& record : recordsInOrder()) {
         const ShutdownTask& task = record.task;
         const qint64 end =
             task.deadlineMs >= 0 ? task.deadlineMs : task.startMs + kDefaultGrace.count();
-        last = std::max(last, end);
+        found.lastDeadlineMs = std::max(found.lastDeadlineMs, end);
+        found.ids.append(task.id);
     }
-    return last;
+    return found;
 }
 
 void ShutdownLifecycle::dropIcons()

@@ -55,8 +55,10 @@ public:
     void finishTask(const QString& id, quint64 serial);
 
     /// Running → ending. Calls `run` of every task that has one, oldest first,
-    /// those included that are registered meanwhile; emits `shutdownReady`, at
-    /// once when nothing is outstanding. Does nothing when already ending.
+    /// those included that are registered meanwhile: before it returns when asked
+    /// on the coordinator's thread, and else there, by an event. Emits
+    /// `shutdownReady`, at once when nothing is outstanding. Does nothing when
+    /// already ending.
     void requestShutdown();
 
     /// Ending → running. Every task may be run again by the next request. Does
@@ -96,11 +98,18 @@ private:
         quint64 serial = 0;
     };
 
+    /// What a wait is for: the tasks left, and when the last of them is given up.
+    struct Outstanding {
+        bool awaited = false; ///< a shutdown is requested
+        QStringList ids;
+        qint64 lastDeadlineMs = 0;
+    };
+
     [[nodiscard]] QList<Record> recordsInOrder() const;
     [[nodiscard]] bool isReady() const;
     void runStartableTasks();
     [[nodiscard]] std::function<void()> takeNextRun();
-    [[nodiscard]] qint64 lastDeadlineMs() const;
+    [[nodiscard]] Outstanding outstanding() const;
     void dropIcons();
 
     const Clock m_clock;

@@ -26,7 +26,8 @@ struct ShutdownTask {
     bool started = false;
 
     /// Hurries the work up. Called at most once per requested shutdown, on the
-    /// thread that requests it or waits for it, with no lock held; it may finish
-    /// its task at once, later from any thread, or leave it to its deadline.
+    /// coordinator's thread whoever requests it, with no lock held. It must not
+    /// block, as no deadline can end it; it may finish its task at once, later
+    /// from any thread, or leave it to its deadline.
     std::function<void()> run;
 };

@@ -54,11 +54,11 @@ QVariant ShortcutModel::headerData(int section, Qt::Orientation orientation, int
 
 QVariant ShortcutModel::data(const QModelIndex& index, int role) const
 {
-    if (!index.isValid())
+    if (!index.isValid() || index.row() >= rowCount())
         return {};
     switch (role) {
     case Qt::DisplayRole:
-        return text(index.row(), index.column());
+        return index.column() < ColumnCount ? text(index.row(), index.column()) : QVariant();
     case Qt::BackgroundRole:
         return isActive(index.row()) ? kActiveBackground : kInactiveBackground;
     case Qt::ForegroundRole:

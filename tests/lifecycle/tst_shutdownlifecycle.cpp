@@ -467,6 +467,69 @@ private slots:
         QVERIFY(seen != std::this_thread::get_id());
     }
 
+    void tasksRunOnTheCoordinatorsThreadWhoeverRequests()
+    {
+        ShutdownLifecycle lifecycle;
+        std::thread::id seen;
+        quint64 serial = 0;
+        serial = lifecycle.registerTask(task("a", [&] {
+            seen = std::this_thread::get_id();
+            lifecycle.finishTask("a", serial);
+        }));
+        const QSignalSpy ready(&lifecycle, &ShutdownLifecycle::shutdownReady);
+        std::thread([&lifecycle] { lifecycle.requestShutdown(); }).join();
+        QCOMPARE(seen, std::thread::id());
+        QCOMPARE(lifecycle.taskIds(), QStringList{"a"});
+        QTRY_COMPARE(ready.count(), 1);
+        QCOMPARE(seen, std::this_thread::get_id());
+    }
+
+    void anAbortOvertakesTasksThatAnotherThreadRequested()
+    {
+        ShutdownLifecycle lifecycle;
+        int runs = 0;
+        const quint64 serial = lifecycle.registerTask(task("a", [&runs] { ++runs; }));
+        std::thread([&lifecycle] { lifecycle.requestShutdown(); }).join();
+        lifecycle.abortShutdown();
+        QCoreApplication::processEvents();
+        QCOMPARE(runs, 0);
+        lifecycle.finishTask("a", serial);
+    }
+
+    void threadsRegisterWorkWhileTheEndIsRequestedAbortedAndWaitedFor()
+    {
+        constexpr int kThreads = 3;
+        constexpr int kRounds = 200;
+        ShutdownLifecycle lifecycle;
+        std::atomic<int> elsewhere = 0;
+        std::atomic<int> working = kThreads;
+        const auto main = std::this_thread::get_id();
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                for (int i = 0; i < kRounds; ++i) {
+                    const QString id = QString::number(t * kRounds + i);
+                    const quint64 serial = lifecycle.registerTask(task(id, [&elsewhere, main] {
+                        if (std::this_thread::get_id() != main)
+                            ++elsewhere;
+                    }));
+                    lifecycle.requestShutdown();
+                    lifecycle.abortShutdown();
+                    lifecycle.finishTask(id, serial);
+                }
+                --working;
+            });
+        }
+        while (working > 0)
+            (void)lifecycle.waitForTasks();
+        for (std::thread& thread : threads)
+            thread.join();
+        QCoreApplication::processEvents();
+        QCOMPARE(elsewhere.load(), 0);
+        QVERIFY(lifecycle.tasks().isEmpty());
+        QVERIFY(lifecycle.registrationOrder().isEmpty());
+    }
+
     void theProcessEndsCleanlyWithTasksOutstandingAfterTheApplicationIsGone()
     {
         QProcess child;

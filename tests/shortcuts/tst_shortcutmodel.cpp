@@ -5,6 +5,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
+#include <QStandardItemModel>
 #include <QTest>
 
 #include <memory>
@@ -104,6 +105,18 @@ private slots:
             if (role != Qt::DisplayRole && role != Qt::BackgroundRole && role != Qt::ForegroundRole)
                 QVERIFY(!model.data(model.index(0, 0), role).isValid());
         }
+    }
+
+    void dataIsEmptyForIndexesBeyondTheTable()
+    {
+        ShortcutModel model;
+        model.setEntries(twoEntries());
+        const QStandardItemModel larger(5, 6);
+        QVERIFY(model.data(larger.index(1, 3)).isValid());
+        QVERIFY(!model.data(larger.index(1, 4)).isValid());
+        QVERIFY(!model.data(larger.index(1, 5)).isValid());
+        QVERIFY(!model.data(larger.index(2, 0)).isValid());
+        QVERIFY(!model.data(larger.index(2, 0), Qt::BackgroundRole).isValid());
     }
 
     void holdTextNamesTheModifiersInFixedOrder_data()
