@@ -420,6 +420,33 @@
     </message>
 </context>
 <context>
+    <name>TrackWidget</name>
+    <message>
+        <source>Left and Right move the cursor, plus and minus zoom, the Menu key offers more</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom In</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom Out</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Higher Strip</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Lower Strip</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Remove Track</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>UnifiedAudioScope</name>
     <message>
         <source>Wave</source>

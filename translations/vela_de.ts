@@ -420,6 +420,33 @@
     </message>
 </context>
 <context>
+    <name>TrackWidget</name>
+    <message>
+        <source>Left and Right move the cursor, plus and minus zoom, the Menu key offers more</source>
+        <translation>Die Tasten Links und Rechts bewegen den Cursor, Plus und Minus zoomen, die Menütaste bietet mehr</translation>
+    </message>
+    <message>
+        <source>Zoom In</source>
+        <translation>Vergrößern</translation>
+    </message>
+    <message>
+        <source>Zoom Out</source>
+        <translation>Verkleinern</translation>
+    </message>
+    <message>
+        <source>Higher Strip</source>
+        <translation>Streifen höher</translation>
+    </message>
+    <message>
+        <source>Lower Strip</source>
+        <translation>Streifen niedriger</translation>
+    </message>
+    <message>
+        <source>Remove Track</source>
+        <translation>Spur entfernen</translation>
+    </message>
+</context>
+<context>
     <name>UnifiedAudioScope</name>
     <message>
         <source>Wave</source>

@@ -68,9 +68,12 @@ void TrackSplitter::setStripHeight(int index, int height)
     const int handles = (count() - 1) * handleWidth();
     const int total = std::accumulate(heights.cbegin(), heights.cend(), handles);
     const int room = parentWidget() ? parentWidget()->height() : total;
-    if (total < room && index + 1 < count())
-        heights[index + 1] += room - total;
+    const int neighbour = index + 1 < count() ? index + 1 : index - 1;
+    if (total < room && neighbour >= 0)
+        heights[neighbour] += room - total;
     setMinimumHeight(total > room ? total : 0);
+    // At once, or the sizes would be stretched to the height that is still there.
+    resize(width(), std::max(total, room));
     setSizes(heights);
 }
 

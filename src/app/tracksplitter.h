@@ -5,7 +5,7 @@
 /// A vertical splitter inside a scroll area. Dragging a handle changes the
 /// height of the strip above it and moves those below, so that a strip can also
 /// be made higher than the room on screen; the scroll area takes up the rest.
-/// Room that becomes free goes to the strip below.
+/// Room that becomes free goes to the strip below, or above where that was the last.
 class TrackSplitter : public QSplitter {
     Q_OBJECT
 

@@ -6,9 +6,12 @@
 
 #include <QLabel>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int kHintMargin = 24;
+constexpr int kHeightStepPixels = 20;
 
 } // namespace
 
@@ -47,6 +50,7 @@ void TrackStack::rebuild(const ProjectHandle& project)
     const bool sameProject = project == m_project;
     const ProjectHandle formerProject = m_project;
     const QList<TrackHandle> formerTracks = m_tracks;
+    const qsizetype focused = focusedStrip();
     QList<TrackWidget*> unused = m_strips;
     m_project = project;
     m_tracks = project ? project->tracks : QList<TrackHandle>();
@@ -61,7 +65,10 @@ void TrackStack::rebuild(const ProjectHandle& project)
         m_splitter->insertWidget(static_cast<int>(m_strips.size()), strip);
         m_strips.append(strip);
     }
+    const bool focusGoes = focused >= 0 && unused[focused] != nullptr;
     qDeleteAll(unused);
+    if (focusGoes && !m_strips.isEmpty())
+        m_strips[std::min(focused, m_strips.size() - 1)]->waveform()->setFocus();
     if (m_tracks.size() != formerTracks.size())
         m_splitter->shareRoom();
     m_hint->setVisible(m_strips.isEmpty());
@@ -72,6 +79,12 @@ TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* projec
     auto* strip = new TrackWidget;
     strip->setTrack(track);
     strip->waveform()->setViewState(project);
+    listenTo(strip);
+    return strip;
+}
+
+void TrackStack::listenTo(TrackWidget* strip)
+{
     const auto edited = [this] {
         refreshWaveforms();
         emit positionEdited();
@@ -79,7 +92,26 @@ TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* projec
     connect(strip, &TrackWidget::cursorMoved, this, edited);
     connect(strip, &TrackWidget::selectionChanged, this, edited);
     connect(strip, &TrackWidget::viewRangeChanged, this, &TrackStack::refreshWaveforms);
-    return strip;
+    connect(strip, &TrackWidget::heightStepped, this, [this, strip](int steps) {
+        const int height = strip->height() + steps * kHeightStepPixels;
+        m_splitter->setStripHeight(m_splitter->indexOf(strip), height);
+    });
+    const auto remove = [this, strip] {
+        const qsizetype index = m_strips.indexOf(strip);
+        if (index >= 0)
+            emit removeRequested(static_cast<int>(index));
+    };
+    connect(strip, &TrackWidget::removeRequested, this, remove, Qt::QueuedConnection);
+}
+
+qsizetype TrackStack::focusedStrip() const
+{
+    const QWidget* focus = window()->focusWidget();
+    if (focus == nullptr)
+        return -1;
+    const auto holdsIt = [focus](const TrackWidget* strip) { return strip->isAncestorOf(focus); };
+    const auto found = std::find_if(m_strips.cbegin(), m_strips.cend(), holdsIt);
+    return found == m_strips.cend() ? -1 : found - m_strips.cbegin();
 }
 
 void TrackStack::refreshWaveforms()

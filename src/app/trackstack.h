@@ -30,11 +30,17 @@ signals:
     /// The user moved cursor or selection in some strip.
     void positionEdited();
 
+    /// The user wants the track at `index` removed. Comes queued, as the strip that
+    /// asked for it goes with its track.
+    void removeRequested(int index);
+
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
     TrackWidget* makeStrip(const TrackHandle& track, VelaProject* project);
+    void listenTo(TrackWidget* strip);
+    [[nodiscard]] qsizetype focusedStrip() const;
 
     TrackSplitter* m_splitter;
     QLabel* m_hint;

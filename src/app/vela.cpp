@@ -82,6 +82,7 @@ void Vela::connectButtons()
     connect(m_work, &FileWork::started, this, &Vela::updateRecordButton);
     connect(m_work, &FileWork::finished, this, &Vela::updateRecordButton);
     connect(m_ui.tracks, &TrackStack::positionEdited, this, &Vela::updatePositionDisplay);
+    connect(m_ui.tracks, &TrackStack::removeRequested, this, &Vela::removeTrack);
 }
 
 void Vela::connectEngine()

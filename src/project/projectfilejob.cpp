@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -30,7 +31,7 @@ struct Extent {
         : tracks(project.tracks)
     {
         for (const TrackHandle& track : tracks)
-            for (const auto& channel : qAsConst(track->samples))
+            for (const auto& channel : std::as_const(track->samples))
                 lengths.push_back(channel.size());
     }
 

@@ -1,7 +1,10 @@
 #include "widgets/waveformview.h"
 
 #include "project/velaproject.h"
+#include "widgets/focusring.h"
+#include "widgets/framemath.h"
 
+#include <QAccessible>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -9,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 
 namespace {
@@ -84,6 +88,86 @@ void WaveformView::setViewRange(qint64 begin, qint64 end)
     update();
 }
 
+void WaveformView::placeCursor(qint64 sample)
+{
+    if (m_state == nullptr)
+        return;
+    moveCursor(std::max<qint64>(sample, 0));
+    dropSelection();
+    showCursor();
+}
+
+void WaveformView::moveCursor(qint64 sample)
+{
+    m_state->cursor.position = sample;
+    emit cursorMoved(sample);
+    if (QAccessible::isActive()) {
+        QAccessibleValueChangeEvent moved(this, cursorSeconds());
+        QAccessible::updateAccessibility(&moved);
+    }
+}
+
+double WaveformView::seconds(qint64 sample) const
+{
+    if (m_state == nullptr || m_state->sampleRate < 1)
+        return 0.0;
+    return static_cast<double>(sample) / m_state->sampleRate;
+}
+
+double WaveformView::cursorSeconds() const
+{
+    return m_state != nullptr ? seconds(m_state->cursor.position) : 0.0;
+}
+
+double WaveformView::lengthSeconds() const
+{
+    return m_state != nullptr ? seconds(m_state->length()) : 0.0;
+}
+
+void WaveformView::placeCursorAt(double seconds)
+{
+    if (m_state != nullptr)
+        placeCursor(frame_math::truncated(std::round(seconds * m_state->sampleRate)));
+}
+
+void WaveformView::stepCursor(int pixels)
+{
+    if (m_state == nullptr || pixels == 0)
+        return;
+    const double step = std::max(std::abs(pixels) * timeGeometry().samplesPerPixel(), 1.0);
+    const qint64 frames = frame_math::truncated(step);
+    placeCursor(frame_math::sum(m_state->cursor.position, pixels < 0 ? -frames : frames));
+}
+
+/// A view that has lost sight of the cursor has it in the middle then.
+void WaveformView::showCursor()
+{
+    const FrameRange range = effectiveRange();
+    const qint64 cursor = m_state->cursor.position;
+    if (!range.isValid() || (cursor >= range.begin && cursor < range.end))
+        return;
+    const qint64 begin = frame_math::difference(cursor, range.span() / 2);
+    setViewRange(begin, frame_math::sum(begin, range.span()));
+}
+
+void WaveformView::zoom(double notches)
+{
+    int x = width() / 2;
+    if (m_state != nullptr) {
+        const int cursorX = sampleToX(m_state->cursor.position);
+        if (cursorX >= 0 && cursorX < width())
+            x = cursorX;
+    }
+    const FrameRange range = timeGeometry().zoomed(notches, x);
+    setViewRange(range.begin, range.end);
+}
+
+void WaveformView::pan(int pixels)
+{
+    const FrameRange range = timeGeometry().panned(effectiveRange().begin, -pixels);
+    setViewRange(range.begin, range.end);
+}
+
 qint64 WaveformView::xToSample(int x) const
 {
     return timeGeometry().xToSample(x);
@@ -138,10 +222,11 @@ void WaveformView::paintEvent(QPaintEvent*)
     QPainter painter(this);
     refreshPicture();
     painter.drawPixmap(rect(), m_cache.pixmap(), m_cache.pixmap().rect());
-    if (m_state == nullptr)
-        return;
-    drawSelection(painter);
-    drawPositions(painter);
+    if (m_state != nullptr) {
+        drawSelection(painter);
+        drawPositions(painter);
+    }
+    focus_ring::paint(painter, *this);
 }
 
 void WaveformView::drawSelection(QPainter& painter) const
@@ -185,10 +270,9 @@ void WaveformView::mousePressEvent(QMouseEvent* event)
         m_pressPosition = event->position().toPoint();
         if (m_state != nullptr) {
             const qint64 sample = xToSample(m_pressPosition.x());
-            m_state->cursor.position = sample;
             m_state->selectionStart = sample;
             m_state->selectionEnd = sample;
-            emit cursorMoved(sample);
+            moveCursor(sample);
         }
         update();
     } else if (event->button() == Qt::MiddleButton) {
@@ -227,13 +311,17 @@ void WaveformView::mouseReleaseEvent(QMouseEvent* event)
     const bool clicked =
         m_mouseMode == MouseMode::Selecting && std::abs(moved) < kClickTolerancePixels;
     m_mouseMode = MouseMode::None;
-    if (clicked && m_state != nullptr) {
-        m_state->selectionStart = -1;
-        m_state->selectionEnd = -1;
-        emit selectionChanged(-1, -1);
-        update();
-    }
+    if (clicked && m_state != nullptr)
+        dropSelection();
     QWidget::mouseReleaseEvent(event);
+}
+
+void WaveformView::dropSelection()
+{
+    m_state->selectionStart = -1;
+    m_state->selectionEnd = -1;
+    emit selectionChanged(-1, -1);
+    update();
 }
 
 void WaveformView::wheelEvent(QWheelEvent* event)

@@ -13,7 +13,8 @@ class VelaProject;
 struct Track;
 
 /// One track's audio under a time ruler. The left button places the cursor and
-/// drags a selection, the middle button pans, the wheel zooms at the pointer.
+/// drags a selection, the middle button pans, the wheel zooms at the pointer; for
+/// the keyboard, which is the strip's business, there is an operation for each.
 ///
 /// All views of a project show the same stretch of time, which the project
 /// holds together with cursor, selection and loop; a view's own range serves
@@ -45,6 +46,27 @@ public:
     /// range right; there is no upper limit. Always emits `viewRangeChanged`.
     void setViewRange(qint64 begin, qint64 end);
 
+    /// What a click on that frame does: the cursor goes there (never below 0) and the
+    /// selection is dropped. What is out of sight comes into view. Nothing without a
+    /// project.
+    void placeCursor(qint64 sample);
+
+    /// Places the cursor that many pixels, and at least one frame, from where it is.
+    void stepCursor(int pixels);
+
+    /// Zooms as the wheel does (positive: in), with the cursor for the pointer, or the
+    /// middle of the view while the cursor is out of sight.
+    void zoom(double notches);
+
+    /// Moves along the time line; positive: to what comes later.
+    void pan(int pixels);
+
+    /// The cursor and the project's length as assistive technology is told them and
+    /// moves the cursor; 0 without a project or a rate.
+    [[nodiscard]] double cursorSeconds() const;
+    [[nodiscard]] double lengthSeconds() const;
+    void placeCursorAt(double seconds);
+
     /// The frame at logical pixel `x`.
     [[nodiscard]] qint64 xToSample(int x) const;
 
@@ -52,11 +74,11 @@ public:
     [[nodiscard]] int sampleToX(qint64 sample) const;
 
 signals:
-    /// A left press placed the cursor.
+    /// A left press or placeCursor() placed the cursor.
     void cursorMoved(qlonglong sample);
 
-    /// A drag moved the selection's end (0, 0: to nothing), or a click cleared
-    /// the selection (−1, −1).
+    /// A drag moved the selection's end (0, 0: to nothing), or a click or
+    /// placeCursor() cleared the selection (−1, −1).
     void selectionChanged(qlonglong begin, qlonglong end);
 
     /// The visible range was set, perhaps to what it was.
@@ -77,6 +99,10 @@ private:
     [[nodiscard]] WaveformGeometry timeGeometry() const;
     [[nodiscard]] WaveformScene scene() const;
     void refreshPicture();
+    void moveCursor(qint64 sample);
+    void showCursor();
+    [[nodiscard]] double seconds(qint64 sample) const;
+    void dropSelection();
     void drawSelection(QPainter& painter) const;
     void drawPositions(QPainter& painter) const;
 

@@ -77,6 +77,28 @@ private slots:
         QCOMPARE(m_splitter->height(), 400);
     }
 
+    void whatStillDoesNotFitLosesNoMoreThanWasTaken()
+    {
+        addStrips(3);
+        m_area->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_area.get()));
+        const QList<int> before = m_splitter->sizes();
+        dragHandle(1, 100);
+        dragHandle(1, -40);
+        QCOMPARE(m_splitter->sizes(), (QList<int>{before[0] + 60, before[1], before[2]}));
+        QCOMPARE(m_splitter->height(), 460);
+    }
+
+    void theLastStripGivesItsRoomToTheOneAbove()
+    {
+        addStrips(2);
+        m_area->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_area.get()));
+        m_splitter->setStripHeight(1, 100);
+        QCOMPARE(m_splitter->sizes(), (QList<int>{400 - 4 - 100, 100}));
+        QCOMPARE(m_splitter->height(), 400);
+    }
+
     void stripsThatFitAgainShrinkWithTheWindow()
     {
         addStrips(2);

@@ -119,6 +119,66 @@ private slots:
         QVERIFY(hint->isVisible());
     }
 
+    void aKeyMakesAStripHigherAsADragDoes()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        m_stack->resize(500, 404);
+        m_stack->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_stack.get()));
+        QCOMPARE(splitter()->sizes(), (QList<int>{200, 200}));
+        emit m_stack->strips()[0]->heightStepped(2);
+        QCOMPARE(splitter()->sizes(), (QList<int>{240, 200}));
+        QTRY_COMPARE(splitter()->height(), 444);
+        emit m_stack->strips()[1]->heightStepped(-1);
+        QCOMPARE(splitter()->sizes(), (QList<int>{240, 180}));
+    }
+
+    void theTrackToRemoveIsNamedByItsPlaceAndLater()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QSignalSpy requests(m_stack.get(), &TrackStack::removeRequested);
+        emit m_stack->strips()[1]->removeRequested();
+        QCOMPARE(requests.count(), 0);
+        QTRY_COMPARE(requests.count(), 1);
+        QCOMPARE(requests.constFirst(), QList<QVariant>{1});
+    }
+
+    void aRequestOfAStripThatHasGoneIsDropped()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QSignalSpy requests(m_stack.get(), &TrackStack::removeRequested);
+        emit m_stack->strips()[0]->removeRequested();
+        project->removeTrack(0);
+        m_stack->rebuild(project);
+        QCoreApplication::processEvents();
+        QCOMPARE(requests.count(), 0);
+    }
+
+    void theFocusOfARemovedStripGoesToItsNeighbour()
+    {
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 3; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        m_stack->show();
+        const QList<TrackWidget*> strips = m_stack->strips();
+        strips[1]->waveform()->setFocus();
+        project->removeTrack(1);
+        m_stack->rebuild(project);
+        QCOMPARE(m_stack->focusWidget(), strips[2]->waveform());
+        project->removeTrack(1);
+        m_stack->rebuild(project);
+        QCOMPARE(m_stack->focusWidget(), strips[0]->waveform());
+    }
+
     void thirtyStripsScroll()
     {
         const auto project = VelaProject::create();

@@ -178,8 +178,8 @@ class Documents(unittest.TestCase):
 def spelled(key):
     """A key as the sources name it, "Qt::CTRL | Qt::Key_O", as the documents do: Ctrl+O."""
     parts = re.findall(r"Qt::(?:Key_)?(\w+)", key)
-    return "+".join({"CTRL": "Ctrl", "SHIFT": "Shift", "Plus": "+", "Minus": "-"}.get(part, part)
-                    for part in parts)
+    spelling = {"CTRL": "Ctrl", "SHIFT": "Shift", "ALT": "Alt", "Plus": "+", "Minus": "-"}
+    return "+".join(spelling.get(part, part) for part in parts)
 
 
 def keys_of_table(text, heading, column=0):
@@ -193,6 +193,9 @@ class Keys(unittest.TestCase):
     def setUp(self):
         window = (ROOT / "src/app/vela.cpp").read_text("utf-8")
         self.bound = [spelled(key) for key in re.findall(r"bind\((Qt::[^,]+),", window)]
+        strip = (ROOT / "src/widgets/trackwidget.cpp").read_text("utf-8")
+        keys = {spelled(key) for key in re.findall(r"case \(?(Qt::[^).:]+(?:::\w+)?)", strip)}
+        self.strip = keys - {"Shift++"}  # the same key as +
         catalogue = (ROOT / "src/shortcuts/shortcutcatalogue.cpp").read_text("utf-8")
         self.catalogued = {spelled(key) for key in
                            re.findall(r"\),\s*(Qt::[\w:| ]+)\}", catalogue)}
@@ -202,10 +205,24 @@ class Keys(unittest.TestCase):
     def test_the_sources_are_understood(self):
         self.assertEqual(len(self.bound), 10)
         self.assertEqual(len(self.catalogued), 24)
+        self.assertEqual(len(self.strip), 10)
 
     def test_the_guide_lists_exactly_the_keys_that_work(self):
         listed = keys_of_table(self.guide, "## Keys")
         self.assertEqual(sorted(listed), sorted([*self.bound, "Shift+Space"]))
+
+    def test_the_guide_lists_exactly_the_keys_of_a_strip(self):
+        rows = re.findall(r"^\| a waveform \| ([^|]+) \|", self.guide, flags=re.M)
+        listed = {key.strip() for row in rows for key in row.split(",")}
+        self.assertEqual(listed, self.strip | {"Menu"})
+
+    def test_the_manual_page_lists_exactly_the_keys_that_work(self):
+        manual = (ROOT / "packaging/vela.1").read_text("utf-8")
+        keys = manual.split(".SH KEYS")[1].split(".SH")[0]
+        rows = re.findall(r"^\.TP\n\.BR? (.+)$", keys, flags=re.M)
+        listed = {key.strip().replace("\\-", "-") for row in rows for key in row.split('", "')}
+        with_ctrl = {key for key in self.strip if key.startswith("Ctrl+")}
+        self.assertEqual(listed, {*self.bound, *self.strip, "Menu"} - with_ctrl)
 
     def test_the_readme_names_keys_that_work(self):
         named = [key for key in keys_of_table(self.readme, "## First steps", column=1)
@@ -215,8 +232,8 @@ class Keys(unittest.TestCase):
 
     def test_every_combination_named_is_known(self):
         for text in (self.guide, self.readme):
-            for key in re.findall(r"\b(?:Ctrl|Shift)\+\S*\w|\bF\d+\b", text):
-                self.assertIn(key, self.catalogued | {"Shift+Space"})
+            for key in re.findall(r"\b(?:Ctrl|Shift|Alt)\+\S*\w|\bF\d+\b", text):
+                self.assertIn(key, self.catalogued | self.strip | {"Shift+Space"})
 
 
 if __name__ == "__main__":

@@ -16,27 +16,6 @@ class Accessibility(case.EditorCase):
         path, _ = self.make_wav("tune.wav", seconds)
         self.editor.open_audio(path)
 
-    def state(self, node, name):
-        return node.getState().contains(getattr(self.controls._atspi, f"STATE_{name}"))
-
-    def focused(self):
-        """Role and name of what has the keyboard, None if nothing has."""
-        nodes = [node for node in self.controls.all() if self.state(node, "FOCUSED")]
-        return (nodes[0].getRoleName(), nodes[0].name) if nodes else None
-
-    def tab(self):
-        """Presses Tab and returns what has the keyboard then."""
-        before = self.focused()
-        self.display.key("Tab")
-        return wait_until(lambda: self.focused() not in (None, before) and self.focused(),
-                          SECONDS, "the keyboard to move on")
-
-    def tab_to(self, name):
-        for _ in range(30):
-            if self.tab()[1] == name:
-                return
-        self.fail(f"Tab does not reach {name!r}")
-
     def test_every_control_has_a_role_a_name_and_a_use(self):
         self.open_tune()
         notes = self.folder / "notes.wav"
@@ -53,15 +32,15 @@ class Accessibility(case.EditorCase):
                     actions = node.queryAction()
                     names = [actions.getName(i).lower() for i in range(actions.nActions)]
                     self.assertTrue(set(names) & set(PRESSED), names)
-                    self.assertTrue(self.state(node, "FOCUSABLE"))
+                    self.assertTrue(self.controls.has_state(node, "FOCUSABLE"))
         for node in self.controls.all(CONTAINERS):
             with self.subTest(container=node.name):
-                self.assertFalse(self.state(node, "FOCUSABLE"), "a control without a role")
+                self.assertFalse(self.controls.has_state(node, "FOCUSABLE"), "a control without a role")
 
-    def test_tab_passes_every_control_but_the_waveform(self):
+    def test_tab_passes_every_control(self):
         self.open_tune()
         wanted = {(node.getRoleName(), node.name) for node in self.controls.all()
-                  if self.state(node, "FOCUSABLE") and not node.name.startswith("Waveform of")}
+                  if self.controls.has_state(node, "FOCUSABLE")}
         self.assertGreater(len(wanted), 10)
         first = self.tab()
         seen = {first}
@@ -83,14 +62,14 @@ class Accessibility(case.EditorCase):
     def test_play_state_and_position_are_followed(self):
         self.open_tune(3.0)
         play = self.controls.find(BUTTONS, PLAY)
-        self.assertFalse(self.state(play, "CHECKED"))
+        self.assertFalse(self.controls.has_state(play, "CHECKED"))
         self.controls.press(PLAY)
         self.editor.wait_until_playing()
-        self.assertTrue(self.state(play, "CHECKED"))
+        self.assertTrue(self.controls.has_state(play, "CHECKED"))
         early = self.editor.position()
         wait_until(lambda: self.editor.position() > early, SECONDS, "the position to advance")
         self.editor.wait_until_played(20.0)
-        self.assertFalse(self.state(play, "CHECKED"))
+        self.assertFalse(self.controls.has_state(play, "CHECKED"))
 
     def test_mute_and_solo_are_toggled_by_name(self):
         self.open_tune()
@@ -98,6 +77,14 @@ class Accessibility(case.EditorCase):
             self.assertFalse(self.controls.is_checked(name))
             self.controls.press(name)
             wait_until(lambda: self.controls.is_checked(name), SECONDS, f"{name} to be on")
+
+    def test_the_cursor_is_read_and_placed_as_a_value(self):
+        self.open_tune(2.0)
+        value = self.controls.find("slider", "Waveform of tune").queryValue()
+        self.assertEqual((value.minimumValue, value.maximumValue), (0.0, 2.0))
+        value.currentValue = 1.5
+        wait_until(lambda: self.editor.position() == "00:00:01.500", SECONDS, "the cursor")
+        self.assertEqual(value.currentValue, 1.5)
 
     def test_the_question_about_changes_is_read_and_answered(self):
         self.open_tune()
@@ -116,7 +103,7 @@ class Accessibility(case.EditorCase):
         self.display.type("lead")
         self.display.key("Return")
         wait_until(lambda: self.editor.track_names() == ["lead"], SECONDS, "the new name")
-        self.assertEqual(self.focused(), ("label", "lead"))
+        self.assertEqual(self.controls.focused(), ("label", "lead"))
 
     def test_the_window_speaks_the_users_language(self):
         self.editor.stop()
@@ -144,7 +131,7 @@ class Accessibility(case.EditorCase):
         self.display.key("Return")
         self.display.wait_for_no_window("Audio Scope")
         self.display.activate(self.editor.window)
-        wait_until(lambda: self.focused() == ("animation", "Audio scope"), SECONDS,
+        wait_until(lambda: self.controls.focused() == ("animation", "Audio scope"), SECONDS,
                    "the scope to have the keyboard again")
 
 

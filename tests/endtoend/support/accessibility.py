@@ -74,7 +74,7 @@ class Application:
                     continue
                 if not node.name.startswith(prefix) or (name is not None and node.name != name):
                     continue
-                if not showing or node.getState().contains(self._atspi.STATE_SHOWING):
+                if not showing or self.has_state(node, "SHOWING"):
                     found.append(node)
         except Exception:  # the tree changed under our feet: the caller asks again
             return []
@@ -99,10 +99,18 @@ class Application:
         raise Failure(f"the button {name!r} offers only {names}")
 
     def is_checked(self, name):
-        return self.find(BUTTONS, name).getState().contains(self._atspi.STATE_CHECKED)
+        return self.has_state(self.find(BUTTONS, name), "CHECKED")
 
     def is_enabled(self, name):
-        return self.find(BUTTONS, name).getState().contains(self._atspi.STATE_ENABLED)
+        return self.has_state(self.find(BUTTONS, name), "ENABLED")
+
+    def has_state(self, node, name):
+        return node.getState().contains(getattr(self._atspi, f"STATE_{name}"))
+
+    def focused(self):
+        """Role and name of what has the keyboard, None if nothing has."""
+        nodes = [node for node in self.all() if self.has_state(node, "FOCUSED")]
+        return (nodes[0].getRoleName(), nodes[0].name) if nodes else None
 
     def area(self, node):
         """Left, top, width and height on the screen, in pixels."""

@@ -5,6 +5,10 @@ import unittest
 
 from . import samples
 from .editor import Editor, Stage
+from .processes import wait_until
+
+TAB_SECONDS = 5.0
+MOST_TABS = 30
 
 _program = None
 
@@ -44,6 +48,20 @@ class EditorCase(unittest.TestCase):
         path = self.folder / name
         data = samples.write_float_wav(path, samples.tune(rate, seconds, channels), rate, channels)
         return path, data
+
+    def tab(self):
+        """Presses Tab and returns role and name of what has the keyboard then."""
+        focused = self.controls.focused
+        before = focused()
+        self.display.key("Tab")
+        return wait_until(lambda: focused() not in (None, before) and focused(),
+                          TAB_SECONDS, "the keyboard to move on")
+
+    def tab_to(self, name):
+        for _ in range(MOST_TABS):
+            if self.tab()[1] == name:
+                return
+        self.fail(f"Tab does not reach {name!r}")
 
     def play_to_the_end(self, seconds):
         """Presses Space and returns what the loudspeaker played until the end of it."""
