@@ -1,95 +1,85 @@
 #!/bin/bash
-# check_package.sh PACKAGE.deb: installs the package, starts the installed
-# program on a virtual display from an empty home, closes its window, and removes
-# the package again. Needs root, Xvfb, openbox, xdotool and x11-utils.
+# Packs the release build, or takes the package that is named, and lives through its life
+# on this machine: installs it, uses the installed program, removes it, and looks for what
+# is left behind. Needs Debian, and root (or sudo) for installing.
+#
+#   packaging/check_package.sh                  builds and packs first
+#   packaging/check_package.sh PACKAGE.deb
 set -eu
+[ $# -eq 0 ] || package=$(readlink -f "$1")
+cd "$(dirname "$(readlink -f "$0")")/.."
+. scripts/common.sh
+. scripts/dependencies.sh
 
-package=$(readlink -f "$1")
-name=$(dpkg-deb -f "$package" Package)
-here=$(dirname "$(readlink -f "$0")")
+use_utf8_locale
+need "$kBuildDependencies" "$kTestDependencies" "$kPackageDependencies"
+export PYTHONDONTWRITEBYTECODE=1
 scratch=$(mktemp -d)
-children=()
+name=
 
 cleanup()
 {
-  for child in "${children[@]}"; do
-    kill "$child" 2>/dev/null || true
-  done
-  if dpkg-query -W "$name" >/dev/null 2>&1; then
-    apt-get purge -y "$name" >/dev/null 2>&1 || true
+  if [ -n "$name" ] && debian_has "$name"; then
+    remove >/dev/null 2>&1 || true
   fi
   rm -rf "$scratch"
 }
 trap cleanup EXIT
 
-fail()
+# quietly COMMAND...: what it says is shown only if it fails.
+quietly()
 {
-  echo "check_package: $*" >&2
-  exit 1
+  "$@" >"$scratch/said" 2>&1 </dev/null || { cat "$scratch/said" >&2; fail "failed: $*"; }
 }
 
-# within SECONDS COMMAND...: repeats the command until it succeeds.
-within()
+pack()
 {
-  local until=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ "$SECONDS" -lt "$until" ] || return 1
-    sleep 0.2
-  done
+  quietly build release
+  quietly cpack --config build/release/CPackConfig.cmake -B build/package
+  package=$(find "$PWD/build/package" -maxdepth 1 -name '*.deb' -printf '%T@ %p\n' \
+    | sort -n | tail -n 1 | cut -d ' ' -f 2)
 }
 
-files_of_package()
+apt()
 {
-  dpkg-deb --fsys-tarfile "$package" | tar --list | sed 's/^\.//' | grep -v '/$'
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 \
+    -o APT::Sandbox::User=root --no-install-recommends --yes "$@"
 }
 
-start_display()
+remove()
 {
-  Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>"$scratch/display" 2>/dev/null &
-  children+=("$!")
-  within 20 grep -q . "$scratch/display" || fail "no virtual display"
-  DISPLAY=:$(cat "$scratch/display")
-  export DISPLAY
-  openbox >/dev/null 2>&1 &
-  children+=("$!")
+  apt purge "$name"
 }
 
-find_window()
+# Every name of a file where packages put theirs; what the package manager keeps of its
+# own work, and caches of names alone, are not the package's.
+every_file()
 {
-  xdotool search --onlyvisible --name '^Quorix Vela$' >"$scratch/window" 2>/dev/null
+  as_root find /etc /opt /usr /var/lib -xdev \
+    \( -path /var/lib/apt -o -path '/var/lib/dpkg/*-old' -o -name __pycache__ \) -prune \
+    -o -print | LC_ALL=C sort
 }
 
-gone()
-{
-  ! kill -0 "$1" 2>/dev/null
-}
+[ -n "${package:-}" ] || pack
+name=$(dpkg-deb --field "$package" Package)
+! debian_has "$name" || fail "$name is installed here already: remove it first"
 
-use_program()
-{
-  mkdir -m 0700 "$scratch/home" "$scratch/run"
-  env -i PATH=/usr/bin:/bin HOME="$scratch/home" XDG_RUNTIME_DIR="$scratch/run" \
-    DISPLAY="$DISPLAY" LANG=C.UTF-8 vela >"$scratch/log" 2>&1 &
-  local program=$! status=0
-  children+=("$program")
-  within 60 find_window \
-    || fail "no window; it said: $(cat "$scratch/log"); on display: $(xwininfo -root -tree)"
-  xdotool windowactivate --sync "$(head -n 1 "$scratch/window")" key alt+F4
-  within 10 gone "$program" || fail "the program did not end after its window"
-  wait "$program" || status=$?
-  [ "$status" -eq 0 ] || fail "the program ended with $status: $(cat "$scratch/log")"
-  echo "ok    the installed program shows its window, and ends with it"
-}
+# Only Debian's own archive wants its first upload to close a report.
+quietly lintian --fail-on error,warning --allow-root \
+  --suppress-tags initial-upload-closes-no-bugs "$package"
+echo "ok    lintian finds no error and nothing to warn of"
 
-apt-get install -y --no-install-recommends "$package" >"$scratch/apt" 2>&1 \
-  || fail "cannot install: $(tail -n 5 "$scratch/apt")"
-"$here/validate.sh" /usr
-start_display
-use_program
-apt-get purge -y "$name" >"$scratch/apt" 2>&1 || fail "cannot remove: $(tail -n 5 "$scratch/apt")"
-files_of_package | while read -r file; do
-  [ ! -e "$file" ] || fail "left behind: $file"
-done
-[ ! -e "/usr/share/doc/$name" ] || fail "left behind: /usr/share/doc/$name"
-! dpkg-query -W "$name" >/dev/null 2>&1 || fail "the package is still known"
+# What it depends on is put there first, to stay, so that nothing but the package itself
+# comes and goes between the two looks at the files.
+quietly apt update
+quietly apt satisfy "$(dpkg-deb --field "$package" Depends)"
+every_file >"$scratch/before"
+quietly apt install "$package"
+packaging/validate.sh /usr
+/usr/bin/python3 packaging/use_installed.py "$name" /usr/bin/vela
+quietly remove
+every_file >"$scratch/after"
+if ! left=$(diff "$scratch/before" "$scratch/after"); then
+  fail "the files are not as they were before: $left"
+fi
 echo "ok    nothing is left of the package"

@@ -9,7 +9,7 @@ if [ $# -gt 0 ]; then
   desktop=$1/share/applications/com.quorix.Vela.desktop
   metainfo=$1/share/metainfo/com.quorix.Vela.metainfo.xml
   mime=$1/share/mime/packages/com.quorix.Vela.xml
-  manual=$1/share/man/man1/vela.1
+  manual=$1/share/man/man1/vela.1.gz
 else
   desktop=$here/com.quorix.Vela.desktop
   metainfo=$here/com.quorix.Vela.metainfo.xml

@@ -51,6 +51,10 @@ man-db                     cmd:man
 dpkg-dev                   cmd:dpkg-shlibdeps
 "
 
+kPackageDependencies="
+lintian                    cmd:lintian
+"
+
 kTidyDependencies="
 clang-tidy                 cmd:clang-tidy
 cppcheck                   cmd:cppcheck
