@@ -7,7 +7,7 @@
 #include "widgets/stereoseparationwidget.h"
 #include "widgets/unifiedaudioscope.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -26,12 +26,13 @@ QString text(const char* source)
     return QCoreApplication::translate("Vela", source);
 }
 
-IconButton* addButton(QHBoxLayout* layout, const char* name, const char* label)
+/// At the end of the row, or at `place` in it.
+IconButton* addButton(QHBoxLayout* layout, const char* name, const char* label, int place = -1)
 {
     auto* button = new IconButton;
     button->setObjectName(QString::fromLatin1(name));
     button->setText(text(label));
-    layout->addWidget(button);
+    layout->insertWidget(place, button);
     return button;
 }
 
@@ -70,11 +71,7 @@ void VelaLayout::buildToolbar(QWidget* parent)
     save = addButton(toolbarLayout, "pushButtonSave", QT_TRANSLATE_NOOP("Vela", "Save"));
     clear = addButton(toolbarLayout, "pushButtonClear", QT_TRANSLATE_NOOP("Vela", "Clear"));
     toolbarLayout->addStretch();
-    goStart = addButton(toolbarLayout, "pushButtonGoStart", QT_TRANSLATE_NOOP("Vela", "|<"));
-    playStop = addButton(toolbarLayout, "pushButtonPlayStop", QT_TRANSLATE_NOOP("Vela", "Play"));
-    stop = addButton(toolbarLayout, "pushButtonStop", QT_TRANSLATE_NOOP("Vela", "Stop"));
-    record = addButton(toolbarLayout, "pushButtonRecord", QT_TRANSLATE_NOOP("Vela", "Rec"));
-    goEnd = addButton(toolbarLayout, "pushButtonGoEnd", QT_TRANSLATE_NOOP("Vela", ">|"));
+    buildTransport();
     toolbarLayout->addStretch();
     position = new QLabel(QStringLiteral("00:00:00.000"), parent);
     position->setObjectName(QStringLiteral("labelPosition"));
@@ -85,6 +82,22 @@ void VelaLayout::buildToolbar(QWidget* parent)
     toolbarLayout->addWidget(position);
     toolbarLayout->addStretch();
     help = addButton(toolbarLayout, "pushButtonHelp", QT_TRANSLATE_NOOP("Vela", "Help"));
+}
+
+/// Time runs to the right in every direction of reading, so Go to start stays on the left
+/// of Go to end where the rest of the row is mirrored.
+void VelaLayout::buildTransport()
+{
+    const bool mirrored = QGuiApplication::isRightToLeft();
+    const int first = toolbarLayout->count();
+    const auto add = [&](const char* name, const char* label) {
+        return addButton(toolbarLayout, name, label, mirrored ? first : -1);
+    };
+    goStart = add("pushButtonGoStart", QT_TRANSLATE_NOOP("Vela", "|<"));
+    playStop = add("pushButtonPlayStop", QT_TRANSLATE_NOOP("Vela", "Play"));
+    stop = add("pushButtonStop", QT_TRANSLATE_NOOP("Vela", "Stop"));
+    record = add("pushButtonRecord", QT_TRANSLATE_NOOP("Vela", "Rec"));
+    goEnd = add("pushButtonGoEnd", QT_TRANSLATE_NOOP("Vela", ">|"));
 }
 
 void VelaLayout::buildScopes(QWidget* parent)

@@ -36,6 +36,7 @@ private:
     QHBoxLayout* toolbarLayout = nullptr;
 
     void buildToolbar(QWidget* parent);
+    void buildTransport();
     void buildScopes(QWidget* parent);
     void finishButtons();
 };

@@ -12,6 +12,7 @@
 #include <QPlainTextEdit>
 #include <QRegularExpression>
 #include <QShortcut>
+#include <QStyledItemDelegate>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -45,6 +46,20 @@ protected:
     {
         static const QRegularExpression kLineBreaks(QStringLiteral("[\\r\\n\\x{2028}\\x{2029}]+"));
         insertPlainText(source->text().trimmed().replace(kLineBreaks, QStringLiteral(" ")));
+    }
+};
+
+/// Keys are spelled from left to right, or a plus at the end of one would be drawn at its
+/// beginning in a window that reads from right to left.
+class KeyTextDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->direction = Qt::LeftToRight;
     }
 };
 
@@ -125,6 +140,7 @@ void ShortcutHelpWidget::buildTable()
 {
     m_table->setTabKeyNavigation(false);
     m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_table->setItemDelegateForColumn(ShortcutModel::ShortcutColumn, new KeyTextDelegate(this));
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     // The rows are shaded dark under any theme, so their text has to be light.
     QPalette palette = m_table->palette();

@@ -1,5 +1,8 @@
 """The window's buttons and keys, by hand and through assistive technology."""
 
+import re
+from pathlib import Path
+
 from support import case, samples
 from support.accessibility import BUTTONS
 from support.processes import wait_until
@@ -7,11 +10,19 @@ from support.processes import wait_until
 TOOLBAR = ["Load", "Save", "Clear", "|<", "Play", "Stop", "Rec", ">|"]
 
 
+DESKTOP_ENTRY = Path(__file__).resolve().parents[2] / "packaging" / "com.quorix.Vela.desktop"
+
+
 class Window(case.EditorCase):
     def open_tune(self, seconds):
         path, data = self.make_wav("tune.wav", seconds)
         self.editor.open_audio(path)
         return data
+
+    def test_the_desktop_knows_the_window_as_the_entrys(self):
+        entry = re.search(r"^StartupWMClass=(.+)$", DESKTOP_ENTRY.read_text("utf-8"), flags=re.M)
+        shown = self.display.properties(self.editor.window, "WM_CLASS")
+        self.assertEqual(shown.strip(), f'WM_CLASS(STRING) = "vela", "{entry.group(1)}"')
 
     def test_toolbar_is_named_for_a_screen_reader_in_its_order(self):
         names = [node.name for node in self.controls.all(BUTTONS)]

@@ -97,6 +97,10 @@ class Display:
                       self._xdotool("getwindowgeometry", "--shell", window).split())
         return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
 
+    def properties(self, window, *names):
+        """What other programs, such as the desktop, are told about a window."""
+        return run(["xprop", "-id", window, *names], self.environment)
+
     def resize(self, window, width, height):
         self._xdotool("windowsize", window, width, height)
         wait_until(lambda: self.geometry(window)[2:] == (width, height), WINDOW_SECONDS,
