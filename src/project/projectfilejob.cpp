@@ -17,6 +17,7 @@ namespace {
 void runBeside(const std::function<void()>& work)
 {
     const std::unique_ptr<QThread> thread(QThread::create(work));
+    thread->setObjectName(QStringLiteral("project-file"));
     QEventLoop loop;
     QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit,
                      Qt::QueuedConnection);

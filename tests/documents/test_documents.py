@@ -118,6 +118,32 @@ class Documents(unittest.TestCase):
         for folder in folders:
             self.assertTrue((ROOT / "src" / folder).exists(), folder)
 
+    def test_arrows_between_folders_are_those_of_the_build(self):
+        drawing = diagrams(self.texts[ROOT / "docs/architecture.md"])[0]
+        drawn = set(re.findall(r"^ *(\w+)(?:\[.*?\])? --> (\w+)", drawing, flags=re.M))
+        built = set()
+        for rules in (ROOT / "src").rglob("CMakeLists.txt"):
+            libraries = re.findall(r"vela_add_library\(vela_(\w+)([^)]*)\)", rules.read_text("utf-8"))
+            built |= {(name, link) for name, body in libraries
+                      for link in re.findall(r"\bvela_(\w+)", body.partition("LINKS")[2])}
+        self.assertEqual(drawn, built)
+
+    def test_every_thread_of_ours_is_in_the_table(self):
+        table = self.texts[ROOT / "docs/architecture.md"].split("## Threads")[1].split("\n\n")[1]
+        names = {name for row in table.splitlines()
+                 for name in re.findall(r"`([a-z-]+)`", row.split("|")[1])}
+        code = "\n".join(path.read_text("utf-8") for path in (ROOT / "src").rglob("*.cpp"))
+        self.assertEqual(names, set(re.findall(r'"(audio-[a-z-]+|project-file)"', code)))
+
+    def test_the_tours_pictures_are_all_shown(self):
+        tour = (ROOT / "scripts/tour").read_text("utf-8")
+        listed = re.search(r"^DOCUMENTED = \((.*?)\)", tour, flags=re.S | re.M).group(1)
+        taken = {f"{name}.png" for name in re.findall(r'"([\w-]+)"', listed)}
+        self.assertEqual({path.name for path in (ROOT / "docs/images").iterdir()}, taken)
+        for document in ("README.md", "docs/guide.md"):
+            shown = re.findall(r"images/([\w-]+\.png)\)", self.texts[ROOT / document])
+            self.assertEqual(set(shown), taken, document)
+
     def test_presets_and_targets_exist(self):
         for path, command in self.each(self.commands):
             with self.subject(path, command):

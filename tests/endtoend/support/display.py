@@ -146,8 +146,10 @@ class Display:
             self.move(*(round(a + (b - a) * step / steps) for a, b in zip(start, end)))
         self._xdotool("mouseup", button)
 
-    def screenshot(self, path, window="root"):
-        run(["import", "-silent", "-window", window, path], self.environment)
+    def screenshot(self, path, window="root", area=None):
+        """A picture of a window, or of an area of the screen: left, top, width, height."""
+        crop = [] if area is None else ["-crop", "{2}x{3}+{0}+{1}".format(*area)]
+        run(["import", "-silent", "-window", window, *crop, path], self.environment)
         if Path(path).stat().st_size == 0:
             raise Failure(f"the screenshot {path} is empty")
 

@@ -172,6 +172,9 @@ class Editor:
     def scope_area(self):
         return self.controls.area(self.controls.find(None, "Audio scope"))
 
+    def stereo_area(self):
+        return self.controls.area(self.controls.find(None, "Stereo separation"))
+
     def choose_scope(self, mode):
         """The scope's context menu, by mouse and keys: the toolkit hides menus from others."""
         left, top, width, height = self.scope_area()
