@@ -1,6 +1,7 @@
 #include "app/activitystrip.h"
 #include "app/filework.h"
 #include "media/devices/mediaplatform.h"
+#include "support/files.h"
 #include "support/hangingserver.h"
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
@@ -38,10 +39,9 @@ private:
     [[nodiscard]] QString wavFile(qsizetype frames) const
     {
         const QByteArray data = media_files::int16Data({signal_makers::ramp(frames, -0.5F, 0.5F)});
-        const bool written =
-            media_files::write(in(QStringLiteral("voice.wav")),
-                               media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, data));
-        return written ? in(QStringLiteral("voice.wav")) : QString();
+        const QString path = in(QStringLiteral("voice.wav"));
+        writeFile(path, media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, data));
+        return path;
     }
 
     /// Runs `action` in the local event loop that the next operation waits in.
@@ -172,7 +172,7 @@ private slots:
 
     void aFailedLoadIsShown()
     {
-        QVERIFY(media_files::write(in(QStringLiteral("text.vela")), "no project at all"));
+        writeFile(in(QStringLiteral("text.vela")), "no project at all");
         QString text;
         meanwhile([&] { text = shown(); });
         m_work->load(in(QStringLiteral("text.vela")), VelaProject::create());

@@ -1,9 +1,10 @@
 #include "project/projectsamples.h"
 
+#include "project/projectserializer.h"
 #include "support/signalmakers.h"
 
-#include <QFile>
-#include <QTest>
+#include <QDataStream>
+#include <QIODevice>
 #include <QtEndian>
 
 #include <array>
@@ -149,19 +150,12 @@ QByteArray plainFile(const QByteArray& payload)
     return header(false) + payload;
 }
 
-QByteArray readFile(const QString& path)
+QByteArray payloadOf(const ProjectHandle& project)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        QTest::qFail(qPrintable(path + ": " + file.errorString()), __FILE__, __LINE__);
-    return file.readAll();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        QTest::qFail(qPrintable(path + ": " + file.errorString()), __FILE__, __LINE__);
+    QByteArray payload;
+    QDataStream stream(&payload, QIODevice::WriteOnly);
+    writeProject(stream, project);
+    return payload;
 }
 
 } // namespace project_samples

@@ -38,8 +38,7 @@ QByteArray header(bool compressed);
 QByteArray compressedFile(const QByteArray& payload);
 QByteArray plainFile(const QByteArray& payload);
 
-/// Fails the running test when the file cannot be read or written.
-QByteArray readFile(const QString& path);
-void writeFile(const QString& path, const QByteArray& bytes);
+/// What a file of `project` holds before it is compressed, as the serializer writes it.
+QByteArray payloadOf(const ProjectHandle& project);
 
 } // namespace project_samples

@@ -1,5 +1,6 @@
 #include "media/devices/mediaplatform.h"
 #include "project/importing.h"
+#include "support/files.h"
 #include "support/hangingserver.h"
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
@@ -93,9 +94,9 @@ private:
                     int rateHz = kRateHz) const
     {
         const auto data = media_files::int16Data(sweeps(channels, rateHz, frames));
-        const bool written = media_files::write(
-            in(name), media_files::wav(WavFormat::Int16, channels, rateHz, data));
-        return written ? in(name) : QString();
+        const QString path = in(name);
+        writeFile(path, media_files::wav(WavFormat::Int16, channels, rateHz, data));
+        return path;
     }
 
     const HangingServer& m_server;
@@ -164,8 +165,7 @@ private slots:
             }
             }
         }
-        QVERIFY(
-            media_files::write(in("exact.wav"), media_files::wav(format, channels, 48000, data)));
+        writeFile(in("exact.wav"), media_files::wav(format, channels, 48000, data));
         const Import import(in("exact.wav"));
         QVERIFY2(import.succeeded(), qPrintable(import.errors.join(u'|')));
         const Track& track = *import.track;
@@ -182,15 +182,14 @@ private slots:
 
     void theCornersOfIntegerSamplesAreExact()
     {
-        QVERIFY(media_files::write(in("8.wav"), media_files::wav(WavFormat::UInt8, 1, 8000,
-                                                                 QByteArray::fromHex("8000FFC0"))));
+        writeFile(in("8.wav"),
+                  media_files::wav(WavFormat::UInt8, 1, 8000, QByteArray::fromHex("8000FFC0")));
         const Import bytes(in("8.wav"));
         QVERIFY(bytes.succeeded());
         QCOMPARE(bytes.track->samples, (QList<QList<float>>{{0.0F, -1.0F, 0.9921875F, 0.5F}}));
 
-        QVERIFY(media_files::write(
-            in("16.wav"),
-            media_files::wav(WavFormat::Int16, 1, 8000, QByteArray::fromHex("0080FF7F00000040"))));
+        writeFile(in("16.wav"), media_files::wav(WavFormat::Int16, 1, 8000,
+                                                 QByteArray::fromHex("0080FF7F00000040")));
         const Import shorts(in("16.wav"));
         QVERIFY(shorts.succeeded());
         QCOMPARE(shorts.track->samples,
@@ -216,7 +215,7 @@ private slots:
             data.append(static_cast<char>(value)).append(static_cast<char>(value >> 8));
             data.append(media_files::bytesPerSample(format) - 2, '\0');
         }
-        QVERIFY(media_files::write(in("four.wav"), media_files::wav(format, 4, 32000, data)));
+        writeFile(in("four.wav"), media_files::wav(format, 4, 32000, data));
         const Import import(in("four.wav"));
         QVERIFY(import.succeeded());
         QCOMPARE(import.track->channels, 2);
@@ -274,9 +273,8 @@ private slots:
         QFETCH(int, mostLag);
         const qsizetype frames = 2 * rateHz;
         const auto source = sweeps(channels, rateHz, frames);
-        QVERIFY(media_files::write(
-            in("source.wav"),
-            media_files::wav(WavFormat::Int16, channels, rateHz, media_files::int16Data(source))));
+        writeFile(in("source.wav"), media_files::wav(WavFormat::Int16, channels, rateHz,
+                                                     media_files::int16Data(source)));
         QVERIFY(media_files::ffmpeg(QStringList{"-i", in("source.wav")} + encoding +
                                     QStringList{in(name)}));
         const Import import(in(name));
@@ -302,9 +300,8 @@ private slots:
     void flacSamplesAreExact()
     {
         const auto noise = signal_makers::noise(30000, 7, 0.9F);
-        QVERIFY(
-            media_files::write(in("noise.wav"), media_files::wav(WavFormat::Int16, 1, 22050,
-                                                                 media_files::int16Data({noise}))));
+        writeFile(in("noise.wav"),
+                  media_files::wav(WavFormat::Int16, 1, 22050, media_files::int16Data({noise})));
         QVERIFY(media_files::ffmpeg({"-i", in("noise.wav"), in("noise.flac")}));
         const Import import(in("noise.flac"));
         QVERIFY(import.succeeded());

@@ -1,6 +1,7 @@
 #include "media/devices/mediaplatform.h"
 #include "project/importing.h"
 #include "project/renderfault.h"
+#include "support/files.h"
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
 #include "support/signalmakers.h"
@@ -123,9 +124,9 @@ private:
     {
         const auto data = media_files::int16Data({signal_makers::sine(frames, 440, kRateHz, 0.5F),
                                                   signal_makers::noise(frames, 3, 0.2F)});
-        const bool written =
-            media_files::write(in(name), media_files::wav(WavFormat::Int16, 2, kRateHz, data));
-        return written ? in(name) : QString();
+        const QString path = in(name);
+        writeFile(path, media_files::wav(WavFormat::Int16, 2, kRateHz, data));
+        return path;
     }
 
     QTemporaryDir m_dir;
@@ -186,7 +187,7 @@ private slots:
         QFETCH(QByteArray, bytes);
         for (const char* suffix : {"wav", "mp3", "ogg", "flac", "m4a"}) {
             const QString path = in(QString("nothing.") + suffix);
-            QVERIFY(media_files::write(path, bytes));
+            writeFile(path, bytes);
             const Import import(path);
             QVERIFY2(import.failed(), suffix);
             QCOMPARE(import.errors, QStringList{"Failed to decode: " + path});
@@ -252,10 +253,10 @@ private slots:
         QFETCH(QStringList, encoding);
         const QString sound = wavFile("sound.wav", kRateHz);
         QVERIFY(media_files::ffmpeg(QStringList{"-i", sound} + encoding + QStringList{in(name)}));
-        const QByteArray whole = media_files::read(in(name));
+        const QByteArray whole = readFile(in(name));
         QVERIFY(Import(in(name)).succeeded());
         for (const Damage& damage : damages()) {
-            QVERIFY(media_files::write(in(name), damage.apply(whole)));
+            writeFile(in(name), damage.apply(whole));
             const Import import(in(name));
             QVERIFY2(import.succeeded() != import.failed(), damage.name);
             QVERIFY2(import.elapsedMs < kLongestWaitMs,
@@ -268,7 +269,7 @@ private slots:
     void aFileCutShortGivesWhatIsThere()
     {
         const QString path = wavFile("cut.wav", kRateHz);
-        QVERIFY(media_files::write(path, media_files::read(path).left(44 + 4 * 1000)));
+        writeFile(path, readFile(path).left(44 + 4 * 1000));
         const Import import(path);
         QVERIFY(import.succeeded());
         QCOMPARE(import.track->length(), 1000);

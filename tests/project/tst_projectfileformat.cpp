@@ -4,7 +4,8 @@
 #include "project/projectfile.h"
 #include "project/projectsamples.h"
 #include "project/projectserializer.h"
-#include "support/logcatcher.h"
+#include "support/files.h"
+#include "support/foldersuite.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -12,7 +13,6 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <cstring>
@@ -77,14 +77,6 @@ ProjectHandle example()
     return project;
 }
 
-QByteArray payloadOf(const ProjectHandle& project)
-{
-    QByteArray payload;
-    QDataStream stream(&payload, QIODevice::WriteOnly);
-    writeProject(stream, project);
-    return payload;
-}
-
 // The bytes of each hexadecimal dump in the description, in order.
 QList<QByteArray> dumpsInDescription()
 {
@@ -110,11 +102,11 @@ QList<QByteArray> dumpsInDescription()
 
 } // namespace
 
-class TestProjectFileFormat : public QObject {
+class TestProjectFileFormat : public FolderSuite {
     Q_OBJECT
 
 private:
-    [[nodiscard]] QString path() const { return m_folder->filePath(QStringLiteral("song.vela")); }
+    [[nodiscard]] QString path() const { return in(QStringLiteral("song.vela")); }
 
     static QByteArray runScript(const QStringList& arguments, const QByteArray& input = {})
     {
@@ -139,22 +131,7 @@ private:
         QTest::newRow("silence") << silent;
     }
 
-    std::unique_ptr<LogCatcher> m_log;
-    std::unique_ptr<QTemporaryDir> m_folder;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_folder = std::make_unique<QTemporaryDir>();
-    }
-
-    void cleanup()
-    {
-        m_folder.reset();
-        m_log.reset();
-    }
 
     void aStrangerReadsWhatWeWrite_data() { projectRows(); }
 

@@ -1,10 +1,10 @@
 #include "project/projectfilejob.h"
 #include "project/projectsamples.h"
-#include "support/logcatcher.h"
+#include "support/files.h"
+#include "support/foldersuite.h"
 #include "support/signalmakers.h"
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 
@@ -12,11 +12,11 @@
 
 using namespace project_samples;
 
-class TestProjectFileJob : public QObject {
+class TestProjectFileJob : public FolderSuite {
     Q_OBJECT
 
 private:
-    [[nodiscard]] QString path() const { return m_folder->filePath(QStringLiteral("song.vela")); }
+    [[nodiscard]] QString path() const { return in(QStringLiteral("song.vela")); }
 
     // Runs `action` in the local event loop of the next save or load.
     template <typename Action>
@@ -29,22 +29,7 @@ private:
         });
     }
 
-    std::unique_ptr<LogCatcher> m_log;
-    std::unique_ptr<QTemporaryDir> m_folder;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_folder = std::make_unique<QTemporaryDir>();
-    }
-
-    void cleanup()
-    {
-        m_folder.reset();
-        m_log.reset();
-    }
 
     void saveWritesLogsAndUntaints()
     {
@@ -56,7 +41,7 @@ private slots:
         QVERIFY(!project->tainted);
         QVERIFY(errors.isEmpty());
         QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
-        QCOMPARE(m_log->texts(QtDebugMsg),
+        QCOMPARE(log().texts(QtDebugMsg),
                  (QStringList{"Saving \"" + path() + '"',
                               "VelaProject un-tainted by \"saveVelaProject\""}));
     }
@@ -71,7 +56,7 @@ private slots:
         QVERIFY(job.load(path(), project));
         QVERIFY(!project->tainted);
         QCOMPARE(difference(*awkward(), *project), QString());
-        QCOMPARE(m_log->texts(QtDebugMsg),
+        QCOMPARE(log().texts(QtDebugMsg),
                  (QStringList{"Loading \"" + path() + '"',
                               "VelaProject un-tainted by \"loadVelaProject\""}));
     }
@@ -83,7 +68,7 @@ private slots:
         QVERIFY(job.save(path(), awkward()));
         QVERIFY(job.load(path(), VelaProject::create()));
         QVERIFY(!job.load(path() + "x", VelaProject::create()));
-        QCOMPARE(m_log->take(QtWarningMsg, "Could not open file for loading, skipping..."), 1);
+        QCOMPARE(log().take(QtWarningMsg, "Could not open file for loading, skipping..."), 1);
         QStringList said;
         for (const auto& arguments : busy)
             said.append(arguments.first().toString());
@@ -99,9 +84,9 @@ private slots:
     {
         ProjectFileJob job;
         QVERIFY(!job.save(path(), {}));
-        QCOMPARE(m_log->take(QtWarningMsg, "No project to save, skipping..."), 1);
+        QCOMPARE(log().take(QtWarningMsg, "No project to save, skipping..."), 1);
         QVERIFY(!job.load(path(), {}));
-        QCOMPARE(m_log->take(QtWarningMsg, "No project to load, skipping..."), 1);
+        QCOMPARE(log().take(QtWarningMsg, "No project to load, skipping..."), 1);
         QVERIFY(!QFile::exists(path()));
     }
 
@@ -110,11 +95,11 @@ private slots:
         const auto project = awkward();
         ProjectFileJob job;
         const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
-        QVERIFY(!job.save(m_folder->filePath("no/song.vela"), project));
+        QVERIFY(!job.save(in("no/song.vela"), project));
         QVERIFY(project->tainted);
-        QCOMPARE(m_log->take(QtWarningMsg, "Could not open file for saving, skipping..."), 1);
+        QCOMPARE(log().take(QtWarningMsg, "Could not open file for saving, skipping..."), 1);
         const QString reason = qt_error_string(ENOENT);
-        QCOMPARE(m_log->takeContaining(QtWarningMsg, reason), 1);
+        QCOMPARE(log().takeContaining(QtWarningMsg, reason), 1);
         QCOMPARE(errors.size(), 1);
         QCOMPARE(errors[0][0].toString(), "Could not save song.vela: " + reason + '.');
     }
@@ -138,7 +123,7 @@ private slots:
         ProjectFileJob job;
         const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
         QVERIFY(!job.load(path(), project));
-        QCOMPARE(m_log->take(QtWarningMsg, warning), 1);
+        QCOMPARE(log().take(QtWarningMsg, warning), 1);
         QCOMPARE(errors.size(), 1);
         QVERIFY(errors[0][0].toString().startsWith("Could not load song.vela: "));
         QVERIFY(project->tainted);
@@ -152,7 +137,7 @@ private slots:
         ProjectFileJob job;
         const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
         QVERIFY(job.load(path(), project));
-        QCOMPARE(m_log->takeContaining(QtWarningMsg, "damaged"), 1);
+        QCOMPARE(log().takeContaining(QtWarningMsg, "damaged"), 1);
         QCOMPARE(errors.size(), 1);
         QVERIFY(!project->tainted);
         QCOMPARE(project->sampleRate, 0);
@@ -183,7 +168,7 @@ private slots:
         });
         QVERIFY(job.save(path(), awkward()));
         QVERIFY(!saved && !loaded && !QFile::exists(path() + "2"));
-        QCOMPARE(m_log->takeContaining(QtWarningMsg, "ProjectFileJob: another file"), 2);
+        QCOMPARE(log().takeContaining(QtWarningMsg, "ProjectFileJob: another file"), 2);
     }
 
     void aProjectThatGrewMeanwhileStaysTainted()

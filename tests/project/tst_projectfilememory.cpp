@@ -2,6 +2,7 @@
 
 #include "project/projectfile.h"
 #include "project/projectsamples.h"
+#include "support/files.h"
 
 #include <QFileInfo>
 #include <QProcess>

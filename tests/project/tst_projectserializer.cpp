@@ -12,14 +12,6 @@ using namespace project_samples;
 
 namespace {
 
-QByteArray written(const ProjectHandle& project)
-{
-    QByteArray payload;
-    QDataStream stream(&payload, QIODevice::WriteOnly);
-    writeProject(stream, project);
-    return payload;
-}
-
 ProjectHandle read(const QByteArray& payload)
 {
     const auto project = VelaProject::create();
@@ -52,7 +44,7 @@ private slots:
     {
         const auto project = VelaProject::create();
         project->trackCounter = 3;
-        QCOMPARE(written(project), emptyPayload(3));
+        QCOMPARE(payloadOf(project), emptyPayload(3));
     }
 
     void writesSamplesInNativeOrderAndAllElseBigEndian()
@@ -62,7 +54,7 @@ private slots:
         const TrackHandle track = project->addTrack(QStringLiteral("A"), 2);
         track->samples = {{1.0F, -2.0F}};
         track->solo = true;
-        QCOMPARE(written(project).toHex(' '),
+        QCOMPARE(payloadOf(project).toHex(' '),
                  "00 00 bb 80" // 48000 Hz
                  " 00 00 00 0c 00 63 00 75 00 72 00 73 00 6f 00 72"
                  " 00 00 00 00 00 00 01 02"             // cursor at 258
@@ -84,20 +76,20 @@ private slots:
     void readIsTheMirrorOfWriteToTheBit()
     {
         const auto project = awkward();
-        const auto copy = read(written(project));
+        const auto copy = read(payloadOf(project));
         QCOMPARE(difference(*project, *copy), QString());
-        QCOMPARE(written(copy), written(project));
+        QCOMPARE(payloadOf(copy), payloadOf(project));
     }
 
     void payloadSizeIsWhatIsWritten()
     {
         for (const auto& project : {VelaProject::create(), awkward(), noisy(100'000, 1)})
-            QCOMPARE(payloadSize(*project), written(project).size());
+            QCOMPARE(payloadSize(*project), payloadOf(project).size());
     }
 
     void nullProjectWritesAndReadsNothing()
     {
-        QCOMPARE(written({}), QByteArray());
+        QCOMPARE(payloadOf({}), QByteArray());
         QDataStream stream(emptyPayload());
         readProject(stream, {});
         QCOMPARE(stream.device()->pos(), 0);
@@ -116,7 +108,7 @@ private slots:
         const auto project = VelaProject::create(8000);
         project->addTrack({}, 2);
         project->untaint({});
-        QDataStream stream(written(awkward()));
+        QDataStream stream(payloadOf(awkward()));
         readProject(stream, project);
         QCOMPARE(project->tracks.size(), 2);
         QVERIFY(!project->tainted);
@@ -143,12 +135,12 @@ private slots:
         const auto project = awkward();
         QDataStream stream{QByteArray()};
         readProject(stream, project);
-        QCOMPARE(written(project), zeroFields() + be32(0));
+        QCOMPARE(payloadOf(project), zeroFields() + be32(0));
     }
 
     void aPayloadCutAnywhereReadsAsZeroAndEmptyFromThere()
     {
-        const QByteArray whole = written(awkward());
+        const QByteArray whole = payloadOf(awkward());
         for (qsizetype length = 0; length < whole.size(); ++length) {
             const auto project = read(whole.left(length));
             QVERIFY(project->tracks.size() <= 2);

@@ -2,6 +2,7 @@
 #include "project/decoderrun.h"
 #include "project/renderfault.h"
 #include "project/retireddecoder.h"
+#include "support/files.h"
 #include "support/mediafiles.h"
 #include "support/signalmakers.h"
 
@@ -56,8 +57,7 @@ private slots:
         m_path = m_dir.filePath(QStringLiteral("long.wav"));
         const auto data =
             media_files::int16Data({signal_makers::sine(60 * kRateHz, 440, kRateHz, 0.5F)});
-        QVERIFY(media_files::write(
-            m_path, media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, data)));
+        writeFile(m_path, media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, data));
     }
 
     void aDroppedDecoderIsDestroyedOnceItRests()

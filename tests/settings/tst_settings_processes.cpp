@@ -1,19 +1,18 @@
-#include "support/logcatcher.h"
+#include "support/foldersuite.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 
 #include <memory>
 
-class TestSettingsProcesses : public QObject {
+class TestSettingsProcesses : public FolderSuite {
     Q_OBJECT
 
 private:
-    [[nodiscard]] QString path() const { return m_folder->filePath("Vela.ini"); }
+    [[nodiscard]] QString path() const { return in("Vela.ini"); }
 
     static std::unique_ptr<QProcess> startWriter(const QString& file, const QString& key, int count)
     {
@@ -24,22 +23,7 @@ private:
 
     static bool isOnlyLetters(const QString& text) { return text.count(u'x') == text.size(); }
 
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<LogCatcher> m_log;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_folder = std::make_unique<QTemporaryDir>();
-    }
-
-    void cleanup()
-    {
-        m_folder.reset();
-        m_log.reset();
-    }
 
     void theFileSurvivesAWriterKilledAtAnyMoment()
     {

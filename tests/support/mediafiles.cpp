@@ -1,6 +1,5 @@
 #include "support/mediafiles.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QtEndian>
 
@@ -88,18 +87,6 @@ QByteArray int16Data(const QList<QList<float>>& channels)
         append(data, static_cast<qint16>(std::lround(value * 32767.0F)));
     });
     return data;
-}
-
-bool write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
-}
-
-QByteArray read(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 bool ffmpeg(const QStringList& arguments)

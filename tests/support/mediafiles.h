@@ -21,12 +21,6 @@ QByteArray wav(WavFormat format, int channels, int rateHz, const QByteArray& dat
 QByteArray floatData(const QList<QList<float>>& channels);
 QByteArray int16Data(const QList<QList<float>>& channels);
 
-/// Writes the file; false if that failed.
-[[nodiscard]] bool write(const QString& path, const QByteArray& bytes);
-
-/// The whole file; empty if it cannot be read.
-QByteArray read(const QString& path);
-
 /// Runs ffmpeg with `arguments`, overwriting its output, within a minute. On
 /// failure says why on standard error and returns false.
 [[nodiscard]] bool ffmpeg(const QStringList& arguments);
