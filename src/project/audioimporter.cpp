@@ -16,7 +16,7 @@
 namespace {
 
 // Of a hundred decoders of a short file, one or two miss their own start: they
-// wait for ever, or finish at once with nothing. So a file that gave nothing is
+// wait for ever, or finish at once with nothing. So a file that gave no buffer is
 // tried again, a little more patiently each time. In ticks of the decoder run;
 // together they stay well below what a user would wait for an error.
 constexpr std::array kPatienceTicks{2, 3, 4, 6};
@@ -97,14 +97,16 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
         case DecoderRun::State::Failed:
             return decoding.errorText().isEmpty() ? failToDecode(path) : fail(decoding.errorText());
         case DecoderRun::State::Stalled:
-            if (!decoding.samples().isEmpty())
-                return failToDecode(path); // it would only stall there again
             break;
         case DecoderRun::State::Crashed:
             return failToDecode(path);
         case DecoderRun::State::Running:
             Q_UNREACHABLE();
         }
+        // It began, and would only come to the same end again: a file that is taken
+        // for a format without a rate gives one empty buffer after the other.
+        if (decoding.hasDelivered())
+            return failToDecode(path);
     }
     return failToDecode(path);
 }

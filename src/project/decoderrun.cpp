@@ -64,6 +64,7 @@ void DecoderRun::takeBuffer()
         return;
     const QAudioBuffer buffer = m_decoder->read();
     m_idleTicks = 0;
+    m_hasDelivered = true;
     if (!buffer.isValid())
         return;
     if (m_samples.isEmpty())

@@ -55,6 +55,9 @@ public:
     /// The decoder's own words after Failed; may be empty.
     [[nodiscard]] QString errorText() const { return m_errorText; }
 
+    /// Whether the decoder has handed out a buffer, be it an empty one: it did begin.
+    [[nodiscard]] bool hasDelivered() const { return m_hasDelivered; }
+
     /// Everything decoded so far.
     [[nodiscard]] SampleCollector& samples() { return m_samples; }
 
@@ -85,5 +88,6 @@ private:
     QString m_errorText;
     int m_patienceTicks;
     int m_idleTicks = 0;
+    bool m_hasDelivered = false;
     quint64 m_stepsSeen = 0;
 };

@@ -13,8 +13,11 @@
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
+#include <array>
 #include <functional>
 #include <memory>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,6 +47,36 @@ public:
 
 private:
     bool m_changed = false;
+};
+
+/// Counts how often a file is opened. It has to be closed before it is opened again:
+/// the system makes one event of two that follow each other and are the same.
+class OpeningsCounter {
+public:
+    explicit OpeningsCounter(const QString& path)
+        : m_queue(inotify_init1(IN_NONBLOCK))
+        , m_watch(inotify_add_watch(m_queue, qPrintable(path), IN_OPEN | IN_CLOSE))
+    {
+    }
+
+    ~OpeningsCounter() { ::close(m_queue); }
+    Q_DISABLE_COPY_MOVE(OpeningsCounter)
+
+    [[nodiscard]] bool isWatching() const { return m_watch >= 0; }
+
+    /// Since the last call. Events of a file that is watched itself have no name.
+    [[nodiscard]] qsizetype count() const
+    {
+        std::array<inotify_event, 64> events{};
+        const ssize_t bytes = ::read(m_queue, events.data(), sizeof events);
+        const auto* end = events.cbegin() + std::max<ssize_t>(bytes, 0) / sizeof(inotify_event);
+        return std::count_if(events.cbegin(), end,
+                             [](const auto& event) { return (event.mask & IN_OPEN) != 0; });
+    }
+
+private:
+    int m_queue;
+    int m_watch;
 };
 
 QByteArray noiseBytes(qsizetype size, quint32 seed)
@@ -264,6 +297,20 @@ private slots:
             if (import.track)
                 QVERIFY2(import.track->length() > 0, damage.name);
         }
+    }
+
+    // Without its first bytes the file is taken for a format that has no rate, and the
+    // decoder hands out nothing but empty buffers.
+    void aFileOfEmptyBuffersIsDecodedOnce()
+    {
+        const QString path = in("headless.wav");
+        const QString sound = wavFile("sound.wav", kRateHz);
+        QVERIFY(media_files::ffmpeg({"-i", sound, "-c:a", "pcm_s24le", path}));
+        writeFile(path, readFile(path).mid(100));
+        const OpeningsCounter openings(path);
+        QVERIFY(openings.isWatching());
+        QVERIFY(Import(path).failed());
+        QVERIFY2(openings.count() <= 2, "one for the probe, one for the decoder");
     }
 
     void aFileCutShortGivesWhatIsThere()
