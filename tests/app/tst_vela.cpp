@@ -1,3 +1,4 @@
+#include "app/dialoganswers.h"
 #include "app/iconbutton.h"
 #include "app/vela.h"
 #include "engine/velaengine.h"
@@ -8,7 +9,6 @@
 #include "widgets/unifiedaudioscope.h"
 #include "widgets/waveformview.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QBoxLayout>
 #include <QLabel>
@@ -21,6 +21,8 @@
 
 #include <memory>
 #include <registerresources.h>
+
+using dialog_answers::pressInNextBox;
 
 /// The window without devices: what it shows and how its commands change the
 /// project.
@@ -46,27 +48,6 @@ private:
         for (int i = 0; i < splitter->count(); ++i)
             found.append(qobject_cast<TrackWidget*>(splitter->widget(i)));
         return found;
-    }
-
-    /// Presses the button with `text` in the next message box that appears.
-    static void answerNextBox(const QString& text, QStringList* seen)
-    {
-        auto* poll = new QTimer(qApp);
-        connect(poll, &QTimer::timeout, poll, [poll, text, seen] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            poll->deleteLater();
-            poll->stop();
-            seen->append(box->windowTitle());
-            seen->append(box->text());
-            for (QAbstractButton* button : box->buttons()) {
-                seen->append(button->text());
-                if (button->text() == text)
-                    button->click();
-            }
-        });
-        poll->start(10);
     }
 
 private slots:
@@ -284,7 +265,7 @@ private slots:
         m_window->addTrack();
         const ProjectHandle before = m_window->project();
         QStringList seen;
-        answerNextBox(QStringLiteral("&Cancel"), &seen);
+        pressInNextBox(QStringLiteral("&Cancel"), &seen);
         QVERIFY(!m_window->clear());
         seen.sort();
         QCOMPARE(seen, (QStringList{"&Cancel", "&Discard",
@@ -299,7 +280,7 @@ private slots:
     {
         m_window->addTrack();
         QStringList seen;
-        answerNextBox(QStringLiteral("&Discard"), &seen);
+        pressInNextBox(QStringLiteral("&Discard"), &seen);
         QVERIFY(m_window->clear());
         QVERIFY(m_window->project()->tracks.isEmpty());
         QVERIFY(!m_window->project()->tainted);
@@ -324,10 +305,10 @@ private slots:
         m_window->addTrack();
         m_window->show();
         QStringList seen;
-        answerNextBox(QStringLiteral("&Cancel"), &seen);
+        pressInNextBox(QStringLiteral("&Cancel"), &seen);
         QVERIFY(!m_window->close());
         QVERIFY(m_window->isVisible());
-        answerNextBox(QStringLiteral("&Discard"), &seen);
+        pressInNextBox(QStringLiteral("&Discard"), &seen);
         QVERIFY(m_window->close());
         QCOMPARE(seen.count(QStringLiteral("Unsaved Changes")), 2);
     }

@@ -1,0 +1,180 @@
+#include "app/dialoganswers.h"
+#include "app/vela.h"
+#include "media/devices/mediaplatform.h"
+#include "project/projectfile.h"
+#include "settings/settings.h"
+#include "support/files.h"
+#include "support/foldersuite.h"
+#include "support/hangingserver.h"
+#include "support/mediafiles.h"
+#include "support/signalmakers.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <registerresources.h>
+
+using namespace dialog_answers;
+
+/// The window's file commands, with a user who answers the dialogs.
+class TestVelaFiles : public FolderSuite {
+    Q_OBJECT
+
+private:
+    [[nodiscard]] QString wavFile(int rateHz, qsizetype frames) const
+    {
+        const QByteArray data = media_files::int16Data({signal_makers::ramp(frames, -0.5F, 0.5F)});
+        const QString path = in(QStringLiteral("voice.wav"));
+        writeFile(path, media_files::wav(media_files::WavFormat::Int16, 1, rateHz, data));
+        return path;
+    }
+
+    void load(const QString& path)
+    {
+        chooseInNextFileDialog(path);
+        m_window->load({});
+    }
+
+    void save(const QString& path)
+    {
+        chooseInNextFileDialog(path);
+        m_window->save({});
+    }
+
+    std::unique_ptr<Vela> m_window;
+
+private slots:
+
+    void initTestCase()
+    {
+        registerResources();
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    }
+
+    void init()
+    {
+        FolderSuite::init();
+        m_window = std::make_unique<Vela>();
+        m_window->show();
+    }
+
+    void cleanup()
+    {
+        m_window.reset();
+        FolderSuite::cleanup();
+    }
+
+    void anImportAddsATrackAndBringsItsRateToTheProject()
+    {
+        QCOMPARE(m_window->project()->sampleRate, 44100);
+        load(wavFile(48000, 6000));
+        const VelaProject& project = *m_window->project();
+        QCOMPARE(project.tracks.size(), 1);
+        QCOMPARE(project.tracks[0]->name, "voice");
+        QCOMPARE(project.sampleRate, 48000);
+        QVERIFY(project.tainted);
+        QCOMPARE(project.viewStart, 0);
+        QCOMPARE(project.viewEnd, 6000);
+    }
+
+    void whatCannotBeImportedLeavesTheProject()
+    {
+        writeFile(in(QStringLiteral("voice.wav")), "no sound at all");
+        load(in(QStringLiteral("voice.wav")));
+        QVERIFY(m_window->project()->tracks.isEmpty());
+        QVERIFY(!m_window->project()->tainted);
+    }
+
+    void savingAddsTheExtensionUnlessItIsThereInAnyCase_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("written");
+        QTest::newRow("a bare name") << "take"
+                                     << "take.vela";
+        QTest::newRow("with the extension") << "take.vela"
+                                            << "take.vela";
+        QTest::newRow("in capitals") << "TAKE.VELA"
+                                     << "TAKE.VELA";
+    }
+
+    void savingAddsTheExtensionUnlessItIsThereInAnyCase()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, written);
+        m_window->addTrack();
+        save(in(typed));
+        QCOMPARE(entries(), QStringList{written});
+        QVERIFY(!m_window->project()->tainted);
+    }
+
+    void openingReplacesTheProjectWithTheFiles()
+    {
+        m_window->addTrack();
+        m_window->addTrack();
+        save(in(QStringLiteral("two.vela")));
+        QVERIFY(m_window->clear());
+        QVERIFY(m_window->project()->tracks.isEmpty());
+        load(in(QStringLiteral("two.vela")));
+        QCOMPARE(m_window->project()->tracks.size(), 2);
+        QVERIFY(!m_window->project()->tainted);
+    }
+
+    void openingAsksBeforeItDiscardsAndCancelLoadsNothing()
+    {
+        m_window->addTrack();
+        save(in(QStringLiteral("one.vela")));
+        m_window->addTrack();
+        const ProjectHandle before = m_window->project();
+        QStringList seen;
+        pressInNextBox(QStringLiteral("&Cancel"), &seen);
+        load(in(QStringLiteral("one.vela")));
+        QCOMPARE(seen.value(0), "Unsaved Changes");
+        QCOMPARE(m_window->project(), before);
+        QCOMPARE(before->tracks.size(), 2);
+        QVERIFY(before->tainted);
+    }
+
+    void aCancelledDialogChangesNothing()
+    {
+        m_window->addTrack();
+        const ProjectHandle before = m_window->project();
+        load({});
+        save({});
+        QCOMPARE(m_window->project(), before);
+        QVERIFY(before->tainted);
+        QCOMPARE(entries(), QStringList());
+    }
+
+    void theNextDialogBeginsWhereTheLastFileWas()
+    {
+        const auto settings = QSharedPointer<Settings>::create(QString(), QString(), QString(),
+                                                               in(QStringLiteral("Vela.ini")));
+        m_window->setSettings(settings);
+        QVERIFY(QDir(folder()).mkdir(QStringLiteral("songs")));
+        m_window->addTrack();
+        save(in(QStringLiteral("songs/take.vela")));
+        QString shown;
+        chooseInNextFileDialog({}, &shown);
+        m_window->load({});
+        QCOMPARE(shown, in(QStringLiteral("songs")));
+    }
+};
+
+int main(int argc, char** argv)
+{
+    // Files are decoded without ever asking for a sound device.
+    const QTemporaryDir runtime;
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+    const QString socket = runtime.filePath(QStringLiteral("native"));
+    const HangingServer server(socket);
+    qputenv("PULSE_SERVER", "unix:" + QFile::encodeName(socket));
+    prepareMediaPlatform();
+    const QApplication application(argc, argv);
+    TestVelaFiles suite;
+    return QTest::qExec(&suite, argc, argv);
+}
+
+#include "tst_velafiles.moc"
