@@ -52,6 +52,35 @@ int saveOnce(const QString& path, const ProjectHandle& project)
     return !saved && project->tainted && !reason.isEmpty() ? kKeptTainted : kInconsistent;
 }
 
+/// Lets no file of this process grow beyond `bytes`, for as long as it lives: what
+/// is written at the process's end (by a profiler, for one) is not meant.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        m_isSet = ::getrlimit(RLIMIT_FSIZE, &m_before) == 0;
+        const rlimit limit{bytes, m_before.rlim_max};
+        m_isSet = m_isSet && ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    }
+
+    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
+    Q_DISABLE_COPY_MOVE(FileSizeLimit)
+
+    [[nodiscard]] bool isSet() const { return m_isSet; }
+
+private:
+    rlimit m_before{};
+    bool m_isSet = false;
+};
+
+int saveWithin(const QString& fileSizeLimit, const QString& path, const ProjectHandle& project)
+{
+    if (fileSizeLimit.isEmpty())
+        return saveOnce(path, project);
+    const FileSizeLimit limit(fileSizeLimit.toULong());
+    return limit.isSet() ? saveOnce(path, project) : kInconsistent;
+}
+
 // Two projects take turns until somebody ends the process.
 [[noreturn]] void saveForEver(const QString& path, int seed, int frames)
 {
@@ -85,19 +114,13 @@ int main(int argc, char** argv)
     if (parser.isSet(QStringLiteral("as-nobody")) && ::geteuid() == 0 &&
         (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0))
         return kInconsistent;
-    if (parser.isSet(QStringLiteral("file-size-limit"))) {
-        const rlim_t bytes = parser.value(QStringLiteral("file-size-limit")).toULong();
-        const rlimit limit{bytes, bytes};
-        if (::setrlimit(RLIMIT_FSIZE, &limit) != 0)
-            return kInconsistent;
-    }
     if (parser.isSet(QStringLiteral("for-ever")))
         saveForEver(path, seed, frames);
     const ProjectHandle project = projectFor(seed, frames);
     fault_injection::strike(parser.value(QStringLiteral("strike")).toInt(),
                             faultNamed(parser.value(QStringLiteral("fault"))),
                             parser.value(QStringLiteral("errno")).toInt());
-    const int result = saveOnce(path, project);
+    const int result = saveWithin(parser.value(QStringLiteral("file-size-limit")), path, project);
     std::printf("%d\n", fault_injection::callCount());
     return result;
 }
