@@ -18,6 +18,22 @@ endif()
 if(VELA_BUILD_FUZZERS)
   target_compile_options(vela_build_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# What every test's environment tells the sanitizers.
+set(vela_sanitizer_environment)
+if("thread" IN_LIST VELA_SANITIZE)
+  # The packaged toolkit is not instrumented: its own locks are invisible, and
+  # what it does to its own memory looks like a race. And a test that has started
+  # a program (a sound server) goes on to start threads.
+  set(vela_sanitizer_environment
+    "TSAN_OPTIONS=ignore_noninstrumented_modules=1:die_after_fork=0")
+endif()
+if("address" IN_LIST VELA_SANITIZE)
+  set(vela_sanitizer_environment
+    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
+    "UBSAN_OPTIONS=print_stacktrace=1")
+endif()
+
 if(VELA_COVERAGE)
   target_compile_options(vela_build_options INTERFACE --coverage)
   target_link_options(vela_build_options INTERFACE --coverage)
@@ -60,17 +76,6 @@ function(vela_add_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 60)
   endif()
-  if("thread" IN_LIST VELA_SANITIZE)
-    # The packaged toolkit is not instrumented: its own locks are invisible, and
-    # what it does to its own memory looks like a race. And a test that has started
-    # a program (a sound server) goes on to start threads.
-    list(APPEND ARG_ENVIRONMENT "TSAN_OPTIONS=ignore_noninstrumented_modules=1:die_after_fork=0")
-  endif()
-  if("address" IN_LIST VELA_SANITIZE)
-    list(APPEND ARG_ENVIRONMENT
-      "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
-      "UBSAN_OPTIONS=print_stacktrace=1")
-  endif()
   add_executable(${name} ${name}.cpp ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)
   set(labels ${ARG_LABEL})
@@ -84,5 +89,5 @@ function(vela_add_test name)
     PROCESSORS $<IF:$<STREQUAL:${ARG_LABEL},device>,2,1>
     LABELS "${labels}"
     TIMEOUT ${ARG_TIMEOUT}
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${ARG_ENVIRONMENT}")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${vela_sanitizer_environment};${ARG_ENVIRONMENT}")
 endfunction()
