@@ -5,12 +5,14 @@
 #include <QFileInfo>
 #include <QThread>
 
+#include <optional>
+
 namespace {
 
-bool isEmptyFile(const QString& path)
+std::optional<QDateTime> timeOfEmptyFile(const QString& path)
 {
     const QFileInfo info(path);
-    return info.exists() && info.size() == 0;
+    return info.exists() && info.size() == 0 ? std::optional(info.lastModified()) : std::nullopt;
 }
 
 } // namespace
@@ -18,13 +20,14 @@ bool isEmptyFile(const QString& path)
 void removeAbandonedLock(const QString& path)
 {
     const QString lockPath = path + QStringLiteral(".lock");
-    if (!isEmptyFile(lockPath))
+    const auto found = timeOfEmptyFile(lockPath);
+    if (!found)
         return;
-    const qint64 ageMs =
-        QFileInfo(lockPath).lastModified().msecsTo(QDateTime::currentDateTimeUtc());
+    const qint64 ageMs = found->msecsTo(QDateTime::currentDateTimeUtc());
     const qint64 graceMs = kEmptyLockGrace.count();
     const qint64 leftMs = qBound<qint64>(0, graceMs - ageMs, graceMs);
     QThread::msleep(static_cast<unsigned long>(leftMs));
-    if (isEmptyFile(lockPath))
+    // Of another time it is another process's lock, just being made.
+    if (timeOfEmptyFile(lockPath) == found)
         QFile::remove(lockPath);
 }

@@ -5,8 +5,9 @@
 #include <chrono>
 
 /// How long a lock file may be empty before its maker counts as dead. Between
-/// making it and writing its name into it a living process needs microseconds.
-inline constexpr std::chrono::milliseconds kEmptyLockGrace{100};
+/// making it and writing its name into it a living process needs microseconds,
+/// but may have to wait for a processor.
+inline constexpr std::chrono::milliseconds kEmptyLockGrace{500};
 
 /// Removes the lock beside the settings file at `path` if a process that was
 /// killed while taking it has left it empty; the toolkit would otherwise block

@@ -5,6 +5,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+#include <cstdio>
+#include <thread>
+
 class TestAbandonedLock : public QObject {
     Q_OBJECT
 
@@ -46,6 +50,31 @@ private slots:
         makeLock(path, "123\nprogram\nhost\n", 3'600'000);
         removeAbandonedLock(path);
         QVERIFY(QFile::exists(path + ".lock"));
+    }
+
+    // Other processes lock and unlock meanwhile; at each look there is a lock without
+    // a name, and each time another one.
+    void aLockThatIsJustBeingMadeIsLeftAlone()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("Vela.ini");
+        const QByteArray lock = QFile::encodeName(path + ".lock");
+        makeLock(path, {}, 0);
+        std::atomic_bool done = false;
+        bool removed = false;
+        std::thread others([&] {
+            const QString next = folder.filePath("next");
+            while (!done && !removed) {
+                QFile fresh(next);
+                removed = !fresh.open(QIODevice::WriteOnly) || !QFile::exists(path + ".lock") ||
+                          std::rename(QFile::encodeName(next).constData(), lock.constData()) != 0;
+                std::this_thread::sleep_for(kEmptyLockGrace / 20);
+            }
+        });
+        removeAbandonedLock(path);
+        done = true;
+        others.join();
+        QVERIFY(!removed && QFile::exists(path + ".lock"));
     }
 
     void noLockIsNoTrouble()
