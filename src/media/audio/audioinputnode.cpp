@@ -12,11 +12,15 @@ AudioInputNode::AudioInputNode()
 {
 }
 
-AudioInputNode::AudioInputNode(std::shared_ptr<InputShare> share)
-    : AudioNode(inputWords(),
-                [share](const std::shared_ptr<NodeStream>& stream) -> NodeWorker* {
-                    return new InputWorker(stream, share);
-                })
+AudioInputNode::AudioInputNode(const std::shared_ptr<InputShare>& share)
+    : AudioInputNode(share, [share](const std::shared_ptr<NodeStream>& stream) -> NodeWorker* {
+        return new InputWorker(stream, share);
+    })
+{
+}
+
+AudioInputNode::AudioInputNode(std::shared_ptr<InputShare> share, WorkerMaker makeWorker)
+    : AudioNode(inputWords(), std::move(makeWorker))
     , m_share(std::move(share))
 {
 }

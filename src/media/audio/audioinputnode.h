@@ -50,8 +50,12 @@ public slots:
     /// Node's thread; carried out on the device thread later.
     void rebuildSource();
 
+protected:
+    /// On a device that is not the machine's.
+    AudioInputNode(std::shared_ptr<InputShare> share, WorkerMaker makeWorker);
+
 private:
-    explicit AudioInputNode(std::shared_ptr<InputShare> share);
+    explicit AudioInputNode(const std::shared_ptr<InputShare>& share);
 
     const std::shared_ptr<InputShare> m_share;
 };

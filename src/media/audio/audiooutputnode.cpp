@@ -13,11 +13,15 @@ AudioOutputNode::AudioOutputNode()
 {
 }
 
-AudioOutputNode::AudioOutputNode(std::shared_ptr<OutputShare> share)
-    : AudioNode(outputWords(),
-                [share](const std::shared_ptr<NodeStream>& stream) -> NodeWorker* {
-                    return new OutputWorker(stream, share);
-                })
+AudioOutputNode::AudioOutputNode(const std::shared_ptr<OutputShare>& share)
+    : AudioOutputNode(share, [share](const std::shared_ptr<NodeStream>& stream) -> NodeWorker* {
+        return new OutputWorker(stream, share);
+    })
+{
+}
+
+AudioOutputNode::AudioOutputNode(std::shared_ptr<OutputShare> share, WorkerMaker makeWorker)
+    : AudioNode(outputWords(), std::move(makeWorker))
     , m_share(std::move(share))
 {
 }

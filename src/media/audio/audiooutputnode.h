@@ -69,8 +69,12 @@ public slots:
     /// Node's thread; carried out on the device thread later.
     void rebuildSink();
 
+protected:
+    /// On a device that is not the machine's.
+    AudioOutputNode(std::shared_ptr<OutputShare> share, WorkerMaker makeWorker);
+
 private:
-    explicit AudioOutputNode(std::shared_ptr<OutputShare> share);
+    explicit AudioOutputNode(const std::shared_ptr<OutputShare>& share);
 
     const std::shared_ptr<OutputShare> m_share;
     std::vector<float> m_interleaved;

@@ -16,7 +16,8 @@ namespace media::audio {
 
 namespace {
 
-/// Threads that were given up. They are kept for good: some may still run.
+/// Threads that were given up. They are kept for good, with all they use: some may
+/// still run.
 class AbandonedThreads {
 public:
     static AbandonedThreads& instance()
@@ -25,12 +26,13 @@ public:
         return *threads;
     }
 
-    void add(QThread* thread)
+    void add(QThread* thread, QObject* queue)
     {
         const std::lock_guard lock(m_lock);
         if (m_threads.empty())
             devices::endProcessWithoutTearDownIf([] { return instance().anyRunning(); });
         m_threads.push_back(thread);
+        m_queues.push_back(queue);
     }
 
 private:
@@ -43,6 +45,7 @@ private:
 
     std::mutex m_lock;
     std::vector<QThread*> m_threads;
+    std::vector<QObject*> m_queues;
 };
 
 } // namespace
@@ -102,7 +105,6 @@ DeviceThread::DeviceThread(const QString& name)
 {
     m_thread->setObjectName(name);
     m_queue->moveToThread(m_thread);
-    QObject::connect(m_thread, &QThread::finished, m_queue, &QObject::deleteLater);
     m_thread->start();
 }
 
@@ -139,6 +141,7 @@ bool DeviceThread::end(Ms bound)
     m_queue->push([] { QThread::currentThread()->quit(); });
     if (!m_thread->wait(static_cast<unsigned long>(std::max(bound, Ms{0}).count())))
         return false;
+    delete m_queue;
     delete m_thread;
     m_thread = nullptr;
     m_queue = nullptr;
@@ -149,7 +152,7 @@ void DeviceThread::abandon(Work last)
 {
     if (!m_thread)
         return;
-    AbandonedThreads::instance().add(m_thread);
+    AbandonedThreads::instance().add(m_thread, m_queue);
     m_queue->push([last = std::move(last)] {
         if (last)
             last();

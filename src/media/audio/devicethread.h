@@ -65,7 +65,9 @@ private:
     class Queue;
 
     QThread* m_thread = nullptr; ///< null when Ended or Abandoned
-    Queue* m_queue = nullptr;    ///< lives on the thread, deleted by it
+    /// Takes events on the thread. Not deleted by it, as a thread that comes to its
+    /// end just when it is abandoned must not take it away.
+    Queue* m_queue = nullptr;
 };
 
 class DeviceThread::Completion {

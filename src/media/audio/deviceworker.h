@@ -28,8 +28,8 @@ public:
 
 protected:
     DeviceWorker(const NodeWords& words, std::shared_ptr<NodeStream> stream,
-                 QIODevice::OpenModeFlag direction)
-        : NodeWorker(words, std::move(stream))
+                 QIODevice::OpenModeFlag direction, const NodeWatchdog::State& watchdog)
+        : NodeWorker(words, std::move(stream), watchdog)
         , m_direction(direction)
     {
     }
@@ -98,14 +98,21 @@ protected:
 
     void stopDevice() override { m_backend->stop(); }
 
-    /// The device dies here rather than on a thread made for that: its destructor
-    /// runs events and ends timers of the thread that made it. Where it hangs, it
-    /// hangs this thread alone, which the node then leaves behind.
+    /// The device dies on this thread rather than on one made for that: its
+    /// destructor ends timers of the thread that made it. Where it hangs, it hangs
+    /// this thread alone, which the node then leaves behind. And it dies later,
+    /// when the event loop comes round: the destructor runs events, and what they
+    /// ask for (another rebuild, or this worker's end) must not happen in the
+    /// middle of what the worker is at.
     void dropDevice() override
     {
-        if (m_backend)
-            QObject::disconnect(m_backend.get(), nullptr, this, nullptr);
-        m_backend.reset();
+        if (!m_backend)
+            return;
+        Backend* const backend = m_backend.release();
+        QObject::disconnect(backend, nullptr, this, nullptr);
+        // It may not have been stopped, and asks for its transfer to the end.
+        QObject::connect(backend, &QObject::destroyed, backend, [transfer = m_transfer] {});
+        backend->deleteLater();
     }
 
 private:
@@ -122,8 +129,8 @@ private:
     }
 
     const QIODevice::OpenModeFlag m_direction;
-    std::unique_ptr<Transfer> m_previousTransfer;
-    std::unique_ptr<Transfer> m_transfer;
+    std::shared_ptr<Transfer> m_previousTransfer;
+    std::shared_ptr<Transfer> m_transfer;
     std::unique_ptr<Backend> m_backend;
 };
 

@@ -21,8 +21,9 @@ NodeWords inputWords()
             "audio-io-in",    "audio-livewd-in", "media.audio.input"};
 }
 
-InputWorker::InputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<InputShare> share)
-    : DeviceWorker(inputWords(), std::move(stream), QIODevice::WriteOnly)
+InputWorker::InputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<InputShare> share,
+                         const NodeWatchdog::State& watchdog)
+    : DeviceWorker(inputWords(), std::move(stream), QIODevice::WriteOnly, watchdog)
     , m_share(std::move(share))
 {
 }

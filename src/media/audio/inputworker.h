@@ -15,7 +15,9 @@ namespace media::audio {
 /// The device's side of an input node: a source that pushes into a CaptureDevice.
 class InputWorker : public DeviceWorker<QAudioSource, AudioInputNode::CaptureDevice> {
 public:
-    InputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<InputShare> share);
+    /// `watchdog`: limits other than the usual ones.
+    InputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<InputShare> share,
+                const NodeWatchdog::State& watchdog = {});
 
 protected:
     [[nodiscard]] std::unique_ptr<AudioInputNode::CaptureDevice> makeTransfer() const override;

@@ -36,8 +36,9 @@ NodeWords outputWords()
             "audio-livewd-out", "media.audio.output"};
 }
 
-OutputWorker::OutputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<OutputShare> share)
-    : DeviceWorker(outputWords(), std::move(stream), QIODevice::ReadOnly)
+OutputWorker::OutputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<OutputShare> share,
+                           const NodeWatchdog::State& watchdog)
+    : DeviceWorker(outputWords(), std::move(stream), QIODevice::ReadOnly, watchdog)
     , m_share(std::move(share))
 {
 }

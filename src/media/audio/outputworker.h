@@ -17,7 +17,9 @@ namespace media::audio {
 /// The device's side of an output node: a sink that pulls from a FeedDevice.
 class OutputWorker : public DeviceWorker<QAudioSink, AudioOutputNode::FeedDevice> {
 public:
-    OutputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<OutputShare> share);
+    /// `watchdog`: limits other than the usual ones.
+    OutputWorker(std::shared_ptr<NodeStream> stream, std::shared_ptr<OutputShare> share,
+                 const NodeWatchdog::State& watchdog = {});
 
     /// Device thread. The sink's gain becomes the remembered one.
     void applyVolume();
