@@ -12,6 +12,10 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
+
+using media::audio::AudioInputNode;
+using media::audio::AudioOutputNode;
 
 namespace {
 
@@ -35,7 +39,15 @@ QTimer* makePump(VelaEngine* engine)
 } // namespace
 
 VelaEngine::VelaEngine(QObject* parent)
+    : VelaEngine({[] { return QSharedPointer<AudioOutputNode>::create(); },
+                  [] { return QSharedPointer<AudioInputNode>::create(); }},
+                 parent)
+{
+}
+
+VelaEngine::VelaEngine(NodeMakers makers, QObject* parent)
     : QObject(parent)
+    , m_makers(std::move(makers))
     , m_playTimer(makePump(this))
     , m_recordTimer(makePump(this))
     , m_mixBuffer(mixer::kBlockSamples, 0.0)
@@ -100,7 +112,7 @@ bool VelaEngine::selectOutput(qint32 rateHz)
         return false;
     }
     if (!m_outputNode) {
-        m_outputNode = QSharedPointer<media::audio::AudioOutputNode>::create();
+        m_outputNode = m_makers.output();
         listenTo(m_outputNode.data(), &VelaEngine::onOutputLost,
                  "VelaEngine: output device rebuilt");
     }
@@ -123,12 +135,23 @@ bool VelaEngine::selectInput(qint32 rateHz)
         return false;
     }
     if (!m_inputNode) {
-        m_inputNode = QSharedPointer<media::audio::AudioInputNode>::create();
+        m_inputNode = m_makers.input();
         listenTo(m_inputNode.data(), &VelaEngine::onInputLost, "VelaEngine: input device rebuilt");
     }
     m_inputNode->configure(device, format, kInputRingFrames);
     m_inputFormat = format;
     return true;
+}
+
+bool VelaEngine::ensureInput()
+{
+    const bool wasReady = m_audioReady;
+    if (!ensureAudio())
+        return false;
+    // What was selected stands; but where nothing was, something may be by now.
+    if (wasReady && !m_inputUsable)
+        m_inputUsable = selectInput(m_audioRate);
+    return m_inputUsable;
 }
 
 void VelaEngine::listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
@@ -216,11 +239,12 @@ void VelaEngine::startRecording()
 {
     if (m_recording)
         return;
-    if (!m_project || !ensureAudio() || !m_inputUsable) {
+    if (!m_project || !ensureInput()) {
         qWarning() << "VelaEngine: cannot record — no input device";
         return;
     }
     m_recordTrack = m_project->addTrack(tr("Recording"), 1);
+    m_takeWriter.emplace(m_recordTrack);
     emit structureChanged();
     m_project->recording = true;
     m_recording = true;
@@ -235,6 +259,7 @@ void VelaEngine::stopRecording()
     if (m_inputNode)
         m_inputNode->stop();
     m_recording = false;
+    m_takeWriter.reset();
     m_recordTrack.reset();
     if (m_project)
         m_project->recording = false;
@@ -259,7 +284,7 @@ void VelaEngine::stopAll()
 
 void VelaEngine::pumpRecording()
 {
-    if (!m_project || !m_inputNode || !m_recordTrack || !m_project->recording)
+    if (!m_project || !m_inputNode || !m_takeWriter || !m_project->recording)
         return;
     if (m_diagnostics)
         m_figures.noteTick();
@@ -274,7 +299,7 @@ void VelaEngine::pumpRecording()
     const qsizetype frames = got / channels;
     if (frames < 1)
         return;
-    capture::append(*m_recordTrack, m_recordBuffer.constData(), frames);
+    m_takeWriter->append(m_recordBuffer.constData(), frames);
     m_project->taint(QStringLiteral("record"));
     capture::firstChannel(m_recordBuffer.constData(), frames, channels, m_monitorLeft);
     emit monitor(m_monitorLeft, m_monitorLeft);

@@ -3,6 +3,7 @@
 #include "engine/enginediagnostics.h"
 #include "engine/mixer.h"
 #include "engine/playoutwait.h"
+#include "engine/takewriter.h"
 #include "media/audio/audioinputnode.h"
 #include "media/audio/audiooutputnode.h"
 #include "project/velaproject.h"
@@ -12,6 +13,9 @@
 #include <QList>
 #include <QObject>
 #include <QSharedPointer>
+
+#include <functional>
+#include <optional>
 
 class QTimer;
 
@@ -30,7 +34,16 @@ class VelaEngine : public QObject {
     Q_OBJECT
 
 public:
+    /// Where the nodes come from; each is made at most once.
+    struct NodeMakers {
+        std::function<QSharedPointer<media::audio::AudioOutputNode>()> output;
+        std::function<QSharedPointer<media::audio::AudioInputNode>()> input;
+    };
+
+    /// On the machine's devices.
     explicit VelaEngine(QObject* parent = nullptr);
+
+    explicit VelaEngine(NodeMakers makers, QObject* parent = nullptr);
     ~VelaEngine() override;
     Q_DISABLE_COPY_MOVE(VelaEngine)
 
@@ -51,7 +64,8 @@ public:
     void stopPlayback();
 
     /// Stopped → recording into a new mono track "Recording"; warns and stays
-    /// stopped without an input.
+    /// stopped without an input. One that was connected since the devices were
+    /// selected is found.
     void startRecording();
 
     /// Recording → stopped. The track stays with what was captured.
@@ -88,6 +102,7 @@ signals:
 private:
     [[nodiscard]] bool selectOutput(qint32 rateHz);
     [[nodiscard]] bool selectInput(qint32 rateHz);
+    [[nodiscard]] bool ensureInput();
     void listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
                   const char* rebuiltText);
     void pumpPlayback();
@@ -100,6 +115,7 @@ private:
     void updateDiagnosticsTimer();
     void reportDiagnostics();
 
+    const NodeMakers m_makers;
     ProjectHandle m_project;
     QSharedPointer<media::audio::AudioOutputNode> m_outputNode;
     QSharedPointer<media::audio::AudioInputNode> m_inputNode;
@@ -118,6 +134,7 @@ private:
     QList<float> m_monitorRight;
     QList<float> m_recordBuffer; ///< grows, never shrinks
     TrackHandle m_recordTrack;
+    std::optional<TakeWriter> m_takeWriter; ///< while there is a record track
     bool m_mixedSinceStart = false;
     PlayoutWait m_playoutWait;
     QElapsedTimer m_clock;

@@ -88,8 +88,12 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     const Extent before(*project);
     ProjectHandle snapshot = ProjectFile::snapshot(*project);
     ProjectFile::SaveResult result;
-    runBeside([&] { result = ProjectFile::save(snapshot, path); });
-    snapshot.reset(); // so that the next change need not copy the samples
+    runBeside([&] {
+        result = ProjectFile::save(snapshot, path);
+        // So that the next change need not copy the samples. Here, because giving
+        // back the last copy of a long track takes its time.
+        snapshot.reset();
+    });
     m_running = false;
     const bool saved = finishSave(path, result);
     if (saved && before == Extent(*project))

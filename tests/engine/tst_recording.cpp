@@ -1,0 +1,243 @@
+#include "engine/velaengine.h"
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "support/fakenodes.h"
+#include "support/logcatcher.h"
+#include "support/signalmakers.h"
+#include "support/soundserver.h"
+
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using media::devices::DeviceManager;
+
+namespace {
+
+constexpr int kPatienceMs = 20000;
+constexpr int kRateHz = 48000;
+constexpr qint64 kTenMinutes = qint64{600} * kRateHz;
+
+/// No stretch of it comes again within ten minutes, and each value is exact.
+float sampleAt(qint64 i)
+{
+    constexpr qint64 kPeriod = (qint64{1} << 24) - 3;
+    return static_cast<float>(i % kPeriod + 1) / static_cast<float>(1 << 24) *
+           (i < kPeriod ? 1.0F : -1.0F);
+}
+
+} // namespace
+
+/// The engine on devices that deliver and fail as they are told. The server only
+/// lends it devices to name.
+class TestRecording : public QObject {
+    Q_OBJECT
+
+private:
+    SoundServer m_server;
+    std::unique_ptr<LogCatcher> m_log;
+    ProjectHandle m_project;
+    QSharedPointer<FakeOutputNode> m_output;
+    QSharedPointer<FakeInputNode> m_input;
+
+    [[nodiscard]] std::unique_ptr<VelaEngine> makeEngine() const
+    {
+        auto engine = std::make_unique<VelaEngine>(VelaEngine::NodeMakers{
+            [this] { return m_output; },
+            [this] { return m_input; },
+        });
+        engine->setProject(m_project);
+        return engine;
+    }
+
+    void addSound() const
+    {
+        m_project->addTrack({}, 1)->samples = {signal_makers::constant(10 * kRateHz, 0.25F)};
+    }
+
+private slots:
+
+    void initTestCase() { QVERIFY(m_server.start()); }
+
+    void init()
+    {
+        m_log = std::make_unique<LogCatcher>();
+        m_project = VelaProject::create(kRateHz);
+        m_output = QSharedPointer<FakeOutputNode>::create(impatientWatchdog());
+        m_input = QSharedPointer<FakeInputNode>::create(sampleAt, kRateHz, impatientWatchdog());
+    }
+
+    void cleanup()
+    {
+        QLoggingCategory::setFilterRules({});
+        m_output.reset();
+        m_input.reset();
+        m_project.reset();
+        m_log.reset();
+    }
+
+    void tenMinutesInAHurryAreInTheTakeInOrder()
+    {
+        m_input = QSharedPointer<FakeInputNode>::create(sampleAt, kTenMinutes);
+        const auto engine = makeEngine();
+        engine->startRecording();
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), kTenMinutes, 3 * kPatienceMs);
+        QCOMPARE(m_input->droppedSamples(), 0U);
+        QCOMPARE(m_input->samplesCaptured(), static_cast<quint64>(kTenMinutes));
+        engine->stopRecording();
+        const QList<float>& samples = take->samples.constFirst();
+        qint64 right = 0;
+        while (right < kTenMinutes && samples.at(right) == sampleAt(right))
+            ++right;
+        QCOMPARE(right, kTenMinutes);
+    }
+
+    void whatIsRecordedIsMonitoredOnBothSides()
+    {
+        const auto engine = makeEngine();
+        QList<float> heard;
+        connect(engine.get(), &VelaEngine::monitor, this,
+                [&heard](const QList<float>& left, const QList<float>& right) {
+                    QCOMPARE(left, right);
+                    heard += left;
+                });
+        engine->startRecording();
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+        QCOMPARE(heard, take->samples.constFirst());
+    }
+
+    void lostInputEndsTheRecordingOnly()
+    {
+        addSound();
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        engine->startRecording();
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+        QStringList events;
+        connect(engine.get(), &VelaEngine::deviceLost, this,
+                [&](const QString& what) { events << what; });
+        connect(engine.get(), &VelaEngine::positionChanged, this, [&] { events << "position"; });
+        m_input->fail();
+        QTRY_VERIFY_WITH_TIMEOUT(!engine->isRecording(), kPatienceMs);
+        QCOMPARE(m_log->take(QtWarningMsg, "VelaEngine: input device lost"), 1);
+        QCOMPARE(events, (QStringList{"input", "position"}));
+        QVERIFY(engine->isPlaying());
+        QVERIFY(!m_project->recording);
+        QCOMPARE(m_project->tracks.constLast(), take);
+        QCOMPARE(take->length(), qint64{kRateHz});
+    }
+
+    void lostOutputEndsThePlaybackOnly()
+    {
+        addSound();
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        engine->startRecording();
+        QStringList events;
+        connect(engine.get(), &VelaEngine::deviceLost, this,
+                [&](const QString& what) { events << what; });
+        connect(engine.get(), &VelaEngine::positionChanged, this, [&] { events << "position"; });
+        m_output->fail();
+        QTRY_VERIFY_WITH_TIMEOUT(!engine->isPlaying(), kPatienceMs);
+        QCOMPARE(m_log->take(QtWarningMsg, "VelaEngine: output device lost"), 1);
+        QCOMPARE(events, (QStringList{"output", "position"}));
+        QVERIFY(!m_project->playing);
+        QVERIFY(engine->isRecording());
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+    }
+
+    void microphoneThatIsConnectedLaterIsFound()
+    {
+        const auto microphones = [] { return DeviceManager::instance().audioInputs().size(); };
+        const auto engine = makeEngine();
+        QVERIFY(m_server.unloadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(microphones(), 0, kPatienceMs);
+        for (int i = 0; i < 2; ++i) {
+            engine->startRecording();
+            QVERIFY(!engine->isRecording());
+        }
+        QVERIFY(m_project->tracks.isEmpty());
+        QCOMPARE(m_log->take(QtWarningMsg, "VelaEngine: cannot record — no input device"), 2);
+        QVERIFY(m_server.loadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(microphones(), 1, kPatienceMs);
+        engine->startRecording();
+        QVERIFY(engine->isRecording());
+        QTRY_COMPARE_WITH_TIMEOUT(engine->recordTrack()->length(), qint64{kRateHz}, kPatienceMs);
+    }
+
+    void rebuildsAreToldWhenTheirCategoryIsOn()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.devices.debug=true");
+        const auto engine = makeEngine();
+        engine->startRecording();
+        engine->startPlayback();
+        m_input->rebuildSource();
+        m_output->rebuildSink();
+        const auto told = [this](const QString& line) {
+            return m_log->texts(QtDebugMsg).contains(line);
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(told("VelaEngine: input device rebuilt 0"), kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(told("VelaEngine: output device rebuilt 0"), kPatienceMs);
+    }
+
+    void neitherSwitchIsOnByItself()
+    {
+        addSound();
+        const auto engine = makeEngine();
+        QSignalSpy rebuilds(m_input.data(), &media::audio::AudioNode::deviceRebuilt);
+        engine->startRecording();
+        engine->startPlayback();
+        m_input->rebuildSource();
+        QTRY_COMPARE_WITH_TIMEOUT(rebuilds.size(), 1, kPatienceMs);
+        engine->stopRecording();
+        engine->stopPlayback();
+        QVERIFY(m_log->texts(QtDebugMsg).filter("rebuilt").isEmpty());
+        QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
+    }
+
+    // Eight blocks fill the output's ring, nobody takes them: 16384 of its 32767
+    // samples are left.
+    void diagnosticLineComesEverySecondAndAtTheLastStop()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        engine->startRecording();
+        const auto lines = [this] { return m_log->texts(QtWarningMsg); };
+        QTRY_VERIFY_WITH_TIMEOUT(lines().size() >= 2, kPatienceMs);
+        engine->stopPlayback();
+        const qsizetype before = lines().size();
+        engine->stopRecording();
+        QCOMPARE(lines().size(), before + 1);
+        const QRegularExpression running(
+            "^\\[VELA-DIAG\\] play=true rec=true \\| OUT underrun=0 drop=0 headroomSamp=\\d+ "
+            "blocks/s=\\d+ \\| IN drop=0 backlogSamp=\\d+ \\| maxLoopGapMs=\"\\d+\\.\\d\"$");
+        QVERIFY2(running.match(lines()[0]).hasMatch(), qPrintable(lines()[0]));
+        const QRegularExpression last(
+            "^\\[VELA-DIAG\\] play=false rec=false \\| OUT underrun=0 drop=0 headroomSamp=32767 "
+            "blocks/s=0 \\| IN drop=0 backlogSamp=0 \\| maxLoopGapMs=\"\\d+\\.\\d\"$");
+        QVERIFY2(last.match(lines().constLast()).hasMatch(), qPrintable(lines().constLast()));
+        QTest::qWait(1500);
+        QCOMPARE(lines().size(), before + 1);
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+};
+
+int main(int argc, char** argv)
+{
+    prepareMediaPlatform();
+    QGuiApplication application(argc, argv);
+    TestRecording test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_recording.moc"
