@@ -1,41 +1,49 @@
 """From the microphone to a track and back out of the loudspeaker."""
 
-from support import case, samples
+from support import case, project, samples
 from support.editor import RECORD
 from support.processes import wait_until
+from support.takes import BEGINNING, TAKE, RecordingCase
 
-TAKE = "Recording"
+
+def both_sides(mono):
+    return samples.to_bytes([v for value in samples.from_bytes(mono) for v in (value, value)])
 
 
-class Recording(case.EditorCase):
-    def record(self, path):
-        self.controls.press(RECORD)
-        wait_until(lambda: TAKE in self.editor.track_names(), 10, "the new track")
-        wait_until(lambda: self.editor.position() != "00:00:00.000", 10, "the take to grow")
-        self.sound.feed(path)
-        with self.sound.capture("mic", channels=1) as tail:
-            tail.wait_for_more(0.5)
-        self.controls.press(RECORD)
-        wait_until(lambda: not self.controls.is_checked(RECORD), 5, "the recording to stop")
-
-    def spoken(self, seconds):
-        mono = samples.tune(self.sound.rate, seconds, channels=1)
-        path = self.folder / "spoken.raw"
-        path.write_bytes(samples.to_bytes(mono))
-        return path, samples.to_bytes([v for value in mono for v in (value, value)])
-
+class Recording(RecordingCase):
     def test_every_sample_of_the_microphone_is_in_the_take(self):
-        path, both_sides = self.spoken(1.5)
+        path, spoken = self.make_spoken("spoken.raw", 1.5)
         self.record(path)
-        samples.require_exact(self.play_to_the_end(40), both_sides)
+        samples.require_exact(self.play_to_the_end(40), both_sides(spoken))
 
     def test_second_take_is_a_track_of_its_own(self):
-        path, both_sides = self.spoken(0.5)
+        path, spoken = self.make_spoken("spoken.raw", 0.5)
         self.record(path)
         self.controls.press(f"Mute {TAKE}")
         self.record(path)
         self.assertEqual(self.editor.track_names(), [TAKE, TAKE])
-        samples.require_exact(self.play_to_the_end(40), both_sides)
+        samples.require_exact(self.play_to_the_end(40), both_sides(spoken))
+
+    def test_cursor_goes_back_to_where_it_was(self):
+        path, _ = self.make_spoken("spoken.raw", 0.5)
+        self.record(path)
+        self.assertEqual(self.editor.position(), BEGINNING)
+
+    def test_saving_meanwhile_keeps_the_beginning_and_disturbs_nothing(self):
+        path, spoken = self.make_spoken("spoken.raw", 6.0)
+        self.start_take()
+        target = self.folder / "meanwhile.vela"
+        with self.sound.feeding(path) as player:
+            self.editor.save(target)
+            wait_until(target.exists, 30, "the project to be written")
+            self.assertTrue(self.controls.is_checked(RECORD))
+            player.wait(30)
+        self.end_take()
+        [whole] = self.saved_takes()
+        samples.require_exact(whole, spoken, channels=1)
+        [(_, [beginning])] = project.tracks(target)
+        self.assertLess(len(beginning), len(whole))
+        self.assertEqual(beginning, whole[:len(beginning)])
 
 
 if __name__ == "__main__":

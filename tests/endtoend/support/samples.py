@@ -4,6 +4,8 @@ import array
 import math
 import struct
 import sys
+from itertools import repeat
+from operator import mul, neg
 from pathlib import Path
 
 from .processes import Failure, run
@@ -74,8 +76,25 @@ def sweep(rate, seconds):
     for frame in range(frames):
         level = 0.85 - 0.6 * math.cos(math.pi * frame / rate) ** 2
         left.append(level * math.sin(scale * math.expm1(span * frame / frames)))
+    return interleaved(left, left[::-1])
+
+
+def counter(frames):
+    """One channel in which a lost, doubled or moved frame shows wherever it is: frame i holds
+    (i + 1) / 2**24, and once these are used up, the same with the other sign, and so on."""
+    length = 2 ** 24
+    rising = array.array("f", map(mul, range(1, min(frames, length) + 1), repeat(1 / length)))
+    out = array.array("f")
+    while len(out) < frames:
+        rest = frames - len(out)
+        falling = len(out) // length % 2 == 1
+        out.extend(map(neg, rising[:rest]) if falling else rising[:rest])
+    return out
+
+
+def interleaved(left, right):
     both = array.array("f", bytes(2 * len(left) * BYTES_PER_SAMPLE))
-    both[0::2], both[1::2] = left, left[::-1]
+    both[0::2], both[1::2] = left, right
     return both
 
 

@@ -1,6 +1,7 @@
 """A sound server of one's own, with a loudspeaker and a microphone that can be heard and fed."""
 
 import signal
+from contextlib import contextmanager
 from pathlib import Path
 
 from .processes import Failure, Process, run, wait_until
@@ -8,11 +9,17 @@ from .samples import BYTES_PER_SAMPLE, STEREO
 
 RATE = 44100
 START_SECONDS = 15.0
+FEED_SECONDS = 600.0
 
 # A null sink renders silence ahead and takes it back when a player arrives; what a
 # listener has been handed of it by then would hide the beginning of the sound.
 _NULL_SINK = ("module-null-sink sink_name={name} rate={rate} channels={channels} "
               "format=float32le norewinds=1")
+
+
+# What is played into the sink arrives at the source, which the toolkit lists as an
+# input; it lists no sink's own monitor.
+MICROPHONE_SINK, MICROPHONE = "micfeed", "mic"
 
 
 class SoundServer:
@@ -27,27 +34,24 @@ class SoundServer:
         for name in ("PULSE_SERVER", "PULSE_SINK", "PULSE_SOURCE"):
             self.environment.pop(name, None)
         self._process = None
-        self._modules = {}  # index by sink, for unplugging
+        self._modules = {}  # index by sink or source, for unplugging
         self.start()
 
     def start(self):
-        microphone = _NULL_SINK.format(name="micfeed", rate=self.rate, channels=1)
-        modules = ["module-native-protocol-unix", microphone,
-                   "module-remap-source source_name=mic master=micfeed.monitor"]
-        arguments = ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no",
-                     "--exit-idle-time=-1", "--disable-shm=yes"]
-        for module in modules:
-            arguments += ["-L", module]
-        self._process = Process(arguments, self._folder / "pulseaudio.log", self.environment)
+        self._process = Process(
+            ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
+             "--disable-shm=yes", "-L", "module-native-protocol-unix"],
+            self._folder / "pulseaudio.log", self.environment)
         wait_until(self._is_ready, START_SECONDS, "the sound server to answer")
+        self._modules.clear()
+        self.plug_in_microphone()
         self.plug_in("speaker")
-        self.control("set-default-source", "mic")
 
     def _is_ready(self):
         if not self._process.is_running():
             raise Failure("the sound server ended:\n" + self._process.log())
         try:
-            return "mic" in self.control("list", "short", "sources")
+            return self.control("info") != ""
         except Failure:
             return False
 
@@ -59,17 +63,53 @@ class SoundServer:
 
     def feed(self, path):
         """Plays a float file without a header into the microphone; returns when it is through."""
-        run(["pacat", "--playback", "-d", "micfeed", "--format=float32le", f"--rate={self.rate}",
-             "--channels=1", "--raw", path], self.environment, timeout=600.0)
+        with self.feeding(path) as player:
+            player.wait(FEED_SECONDS)
 
-    def unplug(self, sink):
-        self.control("unload-module", self._modules.pop(sink))
+    @contextmanager
+    def feeding(self, path):
+        """The same, beside what is done meanwhile; yields the player."""
+        player = Process(
+            ["pacat", "--playback", "-d", MICROPHONE_SINK, "--format=float32le",
+             f"--rate={self.rate}", "--channels=1", "--raw", path],
+            self._folder / "pacat.log", self.environment)
+        try:
+            yield player
+        finally:
+            player.stop()
+
+    def recorders(self):
+        """How many programs record at the moment."""
+        return len(self.control("list", "short", "source-outputs").splitlines())
+
+    def _load(self, name, module):
+        self._modules[name] = self.control("load-module", *module.split()).strip()
+
+    def unplug(self, name):
+        """Takes a sink or a source away. The server moves what played or recorded there to
+        another one, if there is any."""
+        self.control("unload-module", self._modules.pop(name))
 
     def plug_in(self, sink):
         """Adds a null sink; the default follows it."""
-        arguments = _NULL_SINK.format(name=sink, rate=self.rate, channels=STEREO).split()
-        self._modules[sink] = self.control("load-module", *arguments).strip()
+        self._load(sink, _NULL_SINK.format(name=sink, rate=self.rate, channels=STEREO))
         self.control("set-default-sink", sink)
+
+    def plug_in_microphone(self):
+        self._load(MICROPHONE_SINK,
+                   _NULL_SINK.format(name=MICROPHONE_SINK, rate=self.rate, channels=1))
+        self._load(MICROPHONE, f"module-remap-source source_name={MICROPHONE} "
+                               f"master={MICROPHONE_SINK}.monitor")
+        self.control("set-default-source", MICROPHONE)
+
+    def unplug_microphone(self):
+        self.unplug(MICROPHONE)
+        self.unplug(MICROPHONE_SINK)
+
+    def unplug_everything(self):
+        """As a headset is pulled out that was all there was."""
+        self.unplug_microphone()
+        self.unplug("speaker")
 
     def kill(self):
         """The server dies without a word to its clients."""

@@ -1,0 +1,48 @@
+"""What the tests of recording do alike."""
+
+from . import case, project, samples
+from .editor import RECORD
+from .processes import wait_until
+
+TAKE = "Recording"
+BEGINNING = "00:00:00.000"
+
+
+class RecordingCase(case.EditorCase):
+    def start_take(self):
+        """Presses Rec and waits until sound, or silence, comes in."""
+        before = self.editor.track_names().count(TAKE)
+        self.controls.press(RECORD)
+        wait_until(lambda: self.editor.track_names().count(TAKE) > before, 10, "the new track")
+        wait_until(lambda: self.sound.recorders() > 0, 15, "the editor to record")
+        wait_until(lambda: self.editor.position() != BEGINNING, 15, "the take to grow")
+
+    def end_take(self):
+        """Presses Rec once what was fed so far is through."""
+        self.let_through()
+        self.controls.press(RECORD)
+        wait_until(lambda: not self.controls.is_checked(RECORD), 5, "the recording to stop")
+
+    def let_through(self):
+        """A listener beside the editor has everything that was fed so far, and some more."""
+        with self.sound.capture("mic", channels=1) as tail:
+            tail.wait_for_more(0.5)
+
+    def record(self, path):
+        self.start_take()
+        self.sound.feed(path)
+        self.end_take()
+
+    def make_spoken(self, name, seconds):
+        """A mono sound for the microphone; returns its path and the bytes of its samples."""
+        data = samples.to_bytes(samples.tune(self.sound.rate, seconds, channels=1))
+        path = self.folder / name
+        path.write_bytes(data)
+        return path, data
+
+    def saved_takes(self):
+        """The samples of each take, in bytes, as they are in the file when saved."""
+        path = self.folder / f"{self._testMethodName}.vela"
+        self.editor.save(path)
+        wait_until(path.exists, 120, "the project to be written")
+        return [channels[0] for name, channels in project.tracks(path) if name == TAKE]
