@@ -11,7 +11,9 @@ namespace {
 constexpr int kTextMarginPx = 4;
 constexpr int kTextHeightPx = 11;
 constexpr QColor kTextColour(255, 255, 255, 160);
-constexpr QColor kTextShadow(0, 0, 0, 160);
+// Dark enough to read the text on a white spectrogram or a yellow meter.
+constexpr QColor kPlateColour(0, 0, 0, 192);
+constexpr int kPlateMarginPx = 2;
 
 /// Where slot `index` of `slots` begins, of `extent` pixels shared out evenly.
 int slotBegin(int extent, int slotCount, int index)
@@ -61,8 +63,8 @@ void paintText(QPainter& painter, const QRect& cell, Qt::Alignment alignment, co
     const QRect inner =
         cell.adjusted(kTextMarginPx, kTextMarginPx / 2, -kTextMarginPx, -kTextMarginPx / 2);
     const int flags = static_cast<int>(alignment) | Qt::TextSingleLine | Qt::TextDontClip;
-    painter.setPen(kTextShadow);
-    painter.drawText(inner.translated(1, 1), flags, text);
+    const QRect written = painter.boundingRect(inner, flags, text);
+    painter.fillRect(written.adjusted(-kPlateMarginPx, 0, kPlateMarginPx, 0), kPlateColour);
     painter.setPen(kTextColour);
     painter.drawText(inner, flags, text);
 }

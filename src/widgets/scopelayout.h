@@ -25,7 +25,7 @@ QRect gridCell(QSize area, int channels, int index, int gap);
 /// below the last.
 QRect lane(QSize area, int channels, int index);
 
-/// Writes `text` into the cell's corner that `alignment` names.
+/// Writes `text` on a dark plate into the cell's corner that `alignment` names.
 void paintText(QPainter& painter, const QRect& cell, Qt::Alignment alignment, const QString& text);
 
 } // namespace scope_layout

@@ -1,3 +1,4 @@
+#include "support/contrast.h"
 #include "support/logcatcher.h"
 #include "widgets/scopelayout.h"
 
@@ -11,6 +12,14 @@ class TestScopeLayout : public QObject {
     Q_OBJECT
 
 private:
+    /// The same but for how a blend was rounded.
+    static bool isNear(QRgb pixel, QRgb expected)
+    {
+        return qAbs(qRed(pixel) - qRed(expected)) <= 1 &&
+               qAbs(qGreen(pixel) - qGreen(expected)) <= 1 &&
+               qAbs(qBlue(pixel) - qBlue(expected)) <= 1;
+    }
+
     std::unique_ptr<LogCatcher> m_log;
 
 private slots:
@@ -70,6 +79,45 @@ private slots:
         // White at alpha 160 over black is 160 at most.
         QVERIFY(brightest > 100 && brightest <= 160);
         QVERIFY(QRect(50, 30, 35, 20).contains(inked));
+    }
+
+    void textIsReadOnWhateverIsShown_data()
+    {
+        QTest::addColumn<QColor>("shown");
+        QTest::addColumn<QColor>("plate");
+        // a quarter of it, 63 of 255, is left under the plate
+        QTest::newRow("a white spectrogram") << QColor(255, 255, 255) << QColor(63, 63, 63);
+        QTest::newRow("a yellow meter") << QColor(253, 220, 0) << QColor(62, 54, 0);
+        QTest::newRow("an orange meter") << QColor(248, 89, 0) << QColor(61, 22, 0);
+        QTest::newRow("a cyan spectrogram") << QColor(0, 255, 255) << QColor(0, 63, 63);
+    }
+
+    void textIsReadOnWhateverIsShown()
+    {
+        QFETCH(QColor, shown);
+        QFETCH(QColor, plate);
+        QImage image(100, 60, QImage::Format_RGB32);
+        image.fill(shown);
+        {
+            QPainter painter(&image);
+            scope_layout::paintText(painter, image.rect(), Qt::AlignRight | Qt::AlignBottom,
+                                    QStringLiteral("Level"));
+        }
+        // Left of the letters is the plate's margin, and below them the picture again.
+        QRgb brightest = qRgb(0, 0, 0);
+        int plateLeft = image.width();
+        for (int x = image.width() - 1; x > 0; --x) {
+            const QRgb pixel = image.pixel(x, 52);
+            if (isNear(pixel, plate.rgb()))
+                plateLeft = x;
+            else if (pixel != shown.rgb() && qGray(pixel) > qGray(brightest))
+                brightest = pixel;
+        }
+        QVERIFY(plateLeft < 75 && plateLeft > 50);
+        QVERIFY(contrast(brightest, plate.rgb()) >= kTextContrast);
+        QCOMPARE(image.pixel(99, 59), shown.rgb());
+        QCOMPARE(image.pixel(30, 52), shown.rgb());
+        QCOMPARE(image.pixel(80, 30), shown.rgb());
     }
 };
 
