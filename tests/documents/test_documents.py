@@ -139,10 +139,16 @@ class Documents(unittest.TestCase):
         tour = (ROOT / "scripts/tour").read_text("utf-8")
         listed = re.search(r"^DOCUMENTED = \((.*?)\)", tour, flags=re.S | re.M).group(1)
         taken = {f"{name}.png" for name in re.findall(r'"([\w-]+)"', listed)}
-        self.assertEqual({path.name for path in (ROOT / "docs/images").iterdir()}, taken)
+        self.assertEqual({path.name for path in (ROOT / "docs/images").glob("*.*")}, taken)
         for document in ("README.md", "docs/guide.md"):
             shown = re.findall(r"images/([\w-]+\.png)\)", self.texts[ROOT / document])
             self.assertEqual(set(shown), taken, document)
+
+    def test_the_scope_is_kept_in_every_mode_size_and_density(self):
+        kept = {path.name for path in (ROOT / "docs/images/scope").iterdir()}
+        wanted = {f"{mode}-{size}{density}.png" for mode in ("waveform", "spectrum", "level")
+                  for size in ("160x90", "640x360", "1600x300") for density in ("", "@2x")}
+        self.assertEqual(kept, wanted)
 
     def test_presets_and_targets_exist(self):
         for path, command in self.each(self.commands):

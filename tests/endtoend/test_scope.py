@@ -51,9 +51,6 @@ class Scope(case.EditorCase):
         self.assertNotIn("underrun(s)", self.editor.process.log())
         self.assertEqual(self.complaints(), [])
 
-    def stereo_area(self):
-        return self.controls.area(self.controls.find(None, "Stereo separation"))
-
     def picture(self, window, name):
         path = self.folder / f"{name}.ppm"
         self.display.screenshot(path, window)
@@ -68,15 +65,15 @@ class Scope(case.EditorCase):
         self.display.wait_for_no_window(SCOPE_TITLE)
 
     def require_out_and_back(self, bring_back):
-        place, stereo = self.editor.scope_area(), self.stereo_area()
+        place, stereo = self.editor.scope_area(), self.editor.stereo_area()
         window = self.editor.take_scope_out()
         wait_until(lambda: self.display.geometry(window)[2:] == (640, 360), 10, "640 by 360")
         left, top, width, _ = self.controls.area(self.editor.placeholder())
         self.assertEqual(left, place[0])
-        self.assertLess(left + width, self.stereo_area()[0])
+        self.assertLess(left + width, self.editor.stereo_area()[0])
         bring_back()
         wait_until(lambda: self.editor.scope_area() == place, 10, "the scope in its old place")
-        self.assertEqual(self.stereo_area(), stereo)
+        self.assertEqual(self.editor.stereo_area(), stereo)
         self.assertFalse(self.controls.all("label", prefix="Popped out"))
         self.assertTrue(self.editor.is_playing())
         return window

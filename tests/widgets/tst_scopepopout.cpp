@@ -133,9 +133,11 @@ private slots:
         Window w;
         w.doubleClickScope();
         QVERIFY(w.movable->isVisible());
-        QTimer::singleShot(0, w.window.get(), &QWidget::close);
+        QMetaObject::invokeMethod(w.window.get(), &QWidget::close, Qt::QueuedConnection);
         constexpr int kStillAlive = 1;
-        QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(kStillAlive); });
+        QTimer tooLate;
+        connect(&tooLate, &QTimer::timeout, this, [] { QCoreApplication::exit(kStillAlive); });
+        tooLate.start(5000);
         QCOMPARE(QCoreApplication::exec(), 0);
     }
 

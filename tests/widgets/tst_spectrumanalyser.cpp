@@ -302,7 +302,7 @@ private slots:
     void phasorsAreOfLengthOneAfterEvery512Samples()
     {
         SpectrumAnalyser bank;
-        process(bank, QList<float>(512 * 7));
+        process(bank, QList<float>(qsizetype{7} * 512));
         for (int k = 0; k < kBands; ++k)
             QVERIFY(std::abs(bank.phasorMagnitude(k) - 1) < 2e-7);
     }
@@ -340,7 +340,7 @@ private slots:
         for (qsizetype i = 0; i < square.size(); ++i)
             square[i] = i / 50 % 2 == 0 ? loudest : -loudest;
         process(bank, square);
-        process(bank, QList<float>(20 * kRateHz));
+        process(bank, QList<float>(static_cast<qsizetype>(20 * kRateHz)));
         process(bank, signal_makers::sine(settlingSamples(128), bandHz(128), kRateHz));
         QVERIFY(std::abs(decibels(bank.power(128)) - decibels(0.25)) < 1);
         for (int k = 0; k < kBands; ++k)
