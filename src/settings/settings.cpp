@@ -158,15 +158,17 @@ void Settings::setCustomValue(const QString& key, const QVariant& value)
 void Settings::requestSync()
 {
     const qint64 intervalMs = kWriteInterval.count();
-    const qint64 elapsedMs = m_environment.clock() - m_lastSyncMs;
+    const qint64 nowMs = m_environment.clock();
+    // A clock that was set back must not put the write off beyond the interval,
+    // nor each further change put it off again.
+    m_lastSyncMs = std::min(m_lastSyncMs, nowMs);
+    const qint64 elapsedMs = nowMs - m_lastSyncMs;
     if (elapsedMs > intervalMs) {
         delayedSync();
         return;
     }
     beginFlushTask();
-    // A clock that was set back must not put the write off beyond the interval.
-    const qint64 waitMs = std::min(intervalMs - elapsedMs, intervalMs);
-    m_syncTimer.start(std::chrono::milliseconds(waitMs));
+    m_syncTimer.start(std::chrono::milliseconds(intervalMs - elapsedMs));
 }
 
 void Settings::delayedSync()

@@ -251,6 +251,18 @@ private slots:
             QCOMPARE(timerOf(*settings)->interval(), waitMs);
     }
 
+    void afterAClockWasSetBackFurtherChangesDoNotPutTheWriteOff()
+    {
+        const auto settings = make();
+        settings->setCustomValue("key", 1);
+        m_now -= 3'600'000;
+        settings->setCustomValue("key", 2);
+        QCOMPARE(timerOf(*settings)->interval(), 10000);
+        m_now += 4000;
+        settings->setCustomValue("key", 3);
+        QCOMPARE(timerOf(*settings)->interval(), 6000);
+    }
+
     void theTimerWritesByItself()
     {
         const auto settings = make();

@@ -195,6 +195,20 @@ private slots:
         QVERIFY((time.slept() == std::vector<Ms>{24h, 24h, 2h}));
     }
 
+    void aWeekOfTicksIsAsLongAsItsPeriods()
+    {
+        constexpr int kTicks = 7 * 24 * 3600 * 4;
+        ManualTime time(kTicks);
+        Clock::time_point last;
+        WatchdogTicker ticker("test", 250ms, {.tick = [&] { last = time.source().now(); }},
+                              time.source());
+        QVERIFY(time.run(ticker));
+        QCOMPARE(ticker.tickCount(), quint64{kTicks});
+        QVERIFY(last == Clock::time_point(1h) + (kTicks - 1) * 250ms);
+        QCOMPARE(ticker.lateTickCount(), quint64{0});
+        QCOMPARE(ticker.largestLateness().count(), 0);
+    }
+
     void startCallsAtOnceOnAThreadOfTheGivenName()
     {
         QSemaphore called;
