@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <sys/prctl.h>
-#include <ucontext.h>
 #include <unistd.h>
 
 namespace {
@@ -15,7 +14,8 @@ namespace {
 constexpr char kRendererThread[] = "AudioRenderThre";
 constexpr std::size_t kThreadNameBytes = 16;
 
-// A missing channel is read from its first sample on.
+// A missing channel is read from its first sample on; the state of a converter is
+// some kilobytes long.
 constexpr std::uintptr_t kNearNullBytes = 1U << 20U;
 
 // Release in the handler pairs with the acquire in hasCaught().
@@ -33,25 +33,16 @@ bool isRendererThread()
 
 // Signals that were sent, and faults whose address the processor does not tell,
 // also come with an address of null.
-bool isReadNearNull(const siginfo_t& info, const void* context)
+bool isNearNull(const siginfo_t& info)
 {
-    if (info.si_code != SEGV_MAPERR ||
-        reinterpret_cast<std::uintptr_t>(info.si_addr) >= kNearNullBytes)
-        return false;
-#if defined(__x86_64__)
-    constexpr greg_t kWriteBit = 1U << 1U; // of the processor's error code
-    const auto& registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
-    return (registers[REG_ERR] & kWriteBit) == 0;
-#else
-    (void)context;
-    return true;
-#endif
+    return info.si_code == SEGV_MAPERR &&
+           reinterpret_cast<std::uintptr_t>(info.si_addr) < kNearNullBytes;
 }
 
 // Calls nothing but what a signal handler may call.
-void onFault(int signal, siginfo_t* info, void* context)
+void onFault(int signal, siginfo_t* info, void* /*context*/)
 {
-    if (isReadNearNull(*info, context) && isRendererThread()) {
+    if (isNearNull(*info) && isRendererThread()) {
         catches.fetch_add(1, std::memory_order_release);
         for (;;)
             pause();

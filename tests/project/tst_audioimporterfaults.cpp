@@ -239,6 +239,18 @@ private slots:
         }
     }
 
+    // More than the platform converts; its thread faults at that.
+    void moreChannelsThanCanBeConvertedAreRefused()
+    {
+        const QString path = in("ninety.wav");
+        const QByteArray data(90 * 1000, '\x80');
+        QVERIFY(media_files::write(path, media_files::wav(WavFormat::UInt8, 90, kRateHz, data)));
+        const Import import(path);
+        QVERIFY(import.failed());
+        QCOMPARE(import.errors, QStringList{"Failed to decode: " + path});
+        QVERIFY(import.elapsedMs < kLongestWaitMs);
+    }
+
     void whatIsNoFileIsRefused()
     {
         QVERIFY(QDir().mkdir(in("folder.wav")));

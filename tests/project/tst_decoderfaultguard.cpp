@@ -71,7 +71,7 @@ class TestDecoderFaultGuard : public QObject {
 
 private slots:
 
-    void catchesNothingButAReadNearNullOnTheRenderer_data()
+    void catchesNothingButAnAccessNearNullOnTheRenderer_data()
     {
         QTest::addColumn<Fault>("fault");
         QTest::addColumn<int>("outcome");
@@ -96,14 +96,20 @@ private slots:
             [] { render_fault::readAt(quintptr{1} << 62); }, -SIGSEGV);
         row("a read of a page that is there", true, readWhatIsForbidden, -SIGSEGV);
         row(
-            "a write near null", true, [] { render_fault::writeAt(kNearNull); }, -SIGSEGV);
+            "a write near null", true, [] { render_fault::writeAt(kNearNull); }, kCaught);
+        row(
+            "a write near null elsewhere", false, [] { render_fault::writeAt(kNearNull); },
+            -SIGSEGV);
+        row(
+            "a write far from null", true, [] { render_fault::writeAt(quintptr{1} << 46); },
+            -SIGSEGV);
         row(
             "a signal that was sent", true, [] { std::raise(SIGSEGV); }, -SIGSEGV);
         row(
             "no fault", true, [] {}, kNothing);
     }
 
-    void catchesNothingButAReadNearNullOnTheRenderer()
+    void catchesNothingButAnAccessNearNullOnTheRenderer()
     {
         QFETCH(Fault, fault);
         QTEST(outcomeOf(fault), "outcome");
