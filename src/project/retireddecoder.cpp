@@ -1,5 +1,7 @@
 #include "project/retireddecoder.h"
 
+#include "project/decoderthreads.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QList>
@@ -68,9 +70,9 @@ void RetiredDecoder::tick()
     const bool isReading = steps % 2 == 1;
     m_quietTicks = isReading || steps != m_stepsSeen ? 0 : m_quietTicks + 1;
     m_stepsSeen = steps;
-    const bool isAtRest = m_hasDelivered && !isReading && !m_guard->hasCaught();
-    const bool isLost = m_guard->hasCaught() || m_quietTicks >= kQuietTicks;
-    if (!isAtRest && !isLost)
+    const bool isAsleep = m_guard->hasCaught();
+    const bool isAtRest = !isAsleep && !isReading && (m_hasDelivered || isIdle());
+    if (!isAtRest && !isAsleep && m_quietTicks < kLostTicks)
         return;
     m_ticker.stop();
     m_decoder->disconnect(this);
@@ -79,6 +81,15 @@ void RetiredDecoder::tick()
         m_decoder.reset();
     }
     deleteLater();
+}
+
+// A decoder that has missed its own start, or has no use for its file, delivers
+// nothing; but its threads only wait.
+bool RetiredDecoder::isIdle()
+{
+    const bool waits = m_quietTicks >= kQuietTicks && decoderThreadsAreWaiting();
+    m_waitingTicks = waits ? m_waitingTicks + 1 : 0;
+    return m_waitingTicks >= kWaitingTicks;
 }
 
 // Threads that still work while the program is being taken apart would crash it.

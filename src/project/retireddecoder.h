@@ -14,8 +14,9 @@
 /// Stopping a decoder waits for its threads: for ever, and the window with it, if
 /// one of them is asleep in a fault or in a read that does not come back. So it is
 /// left to itself first. As nobody takes its buffers any more it comes to rest
-/// after the next one, and only then is it destroyed. One whose thread was put to
-/// sleep is abandoned, and so is one that gives no sign of life for long, and one
+/// after the next one, and only then is it destroyed. So is one that has come to rest
+/// without any, which shows by its threads. One whose thread was put to sleep is
+/// abandoned, and so is one that is busy without a sign of life for long, and one
 /// still at work when the application has given it `kLastPatienceMs` at its end.
 ///
 /// GUI thread, needs an event loop. A child of the application that ends itself.
@@ -24,8 +25,11 @@ class RetiredDecoder : public QObject {
 
 public:
     static constexpr int kTickMs = 20;
-    /// Ticks in a row without a buffer and without a read that are too many.
+    /// Ticks in a row without a read after which a decoder is idle, when its threads
+    /// only wait for so many more; and after which it is lost, when they do not.
     static constexpr int kQuietTicks = 50;
+    static constexpr int kWaitingTicks = 5;
+    static constexpr int kLostTicks = 150;
     static constexpr int kLastPatienceMs = 500;
 
     /// Takes over `decoder`, which reads `file`; nothing is connected to it any
@@ -48,6 +52,7 @@ private:
                    std::unique_ptr<DecoderFaultGuard> guard, QObject* parent);
 
     void tick();
+    bool isIdle();
     void waitAtTheEnd();
 
     std::unique_ptr<DecoderFaultGuard> m_guard;
@@ -56,5 +61,6 @@ private:
     QTimer m_ticker;
     bool m_hasDelivered = false;
     int m_quietTicks = 0;
+    int m_waitingTicks = 0;
     quint64 m_stepsSeen = 0;
 };

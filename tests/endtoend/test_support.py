@@ -4,7 +4,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import samples
+from support import samples, vitals
 from support.processes import Failure, wait_until
 
 FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
@@ -68,6 +68,42 @@ class Files(unittest.TestCase):
         frames = [data[i:i + FRAME] for i in range(0, len(data), FRAME)]
         self.assertTrue(all(a != b for a, b in zip(frames, frames[1:])))
         self.assertNotIn(SILENCE, frames)
+
+
+class Growth(unittest.TestCase):
+    def grown(self, memory=(0.0, 0.0), handles=(0, 0), threads=(0, 0)):
+        """What is said of three times five samples, of which the last two thirds differ."""
+        parts = ((0, 0, 0), *zip(memory, handles, threads))
+        return vitals.growth([vitals.Vitals(100.0 + mb, 30 + more_handles, 9 + more_threads)
+                              for mb, more_handles, more_threads in parts for _ in range(5)])
+
+    def test_what_is_flat_or_falls_is_no_growth(self):
+        self.assertEqual(self.grown(), [])
+        self.assertEqual(self.grown(memory=(50.0, 20.0), handles=(9, 5), threads=(5, 0)), [])
+
+    def test_warming_up_is_no_growth(self):
+        self.assertEqual(self.grown(memory=(80.0, 80.0), handles=(40, 40), threads=(7, 7)), [])
+
+    def test_growth_beyond_the_tolerance_is_told(self):
+        self.assertEqual(self.grown(memory=(0.0, 6.0), handles=(0, 2), threads=(0, 2)), [])
+        self.assertEqual(len(self.grown(memory=(0.0, 6.1))), 1)
+        self.assertEqual(len(self.grown(handles=(0, 3), threads=(0, 3))), 2)
+        # Of 500 MB five in a hundred are 25.
+        self.assertEqual(self.grown(memory=(400.0, 425.0)), [])
+        self.assertEqual(len(self.grown(memory=(400.0, 425.1))), 1)
+
+    def test_single_peak_is_no_growth(self):
+        samples_of_it = [vitals.Vitals(100.0, 30, 9)] * 14 + [vitals.Vitals(300.0, 90, 40)]
+        self.assertEqual(vitals.growth(samples_of_it), [])
+
+    def test_too_few_samples_are_a_fault(self):
+        self.assertEqual(len(vitals.growth([vitals.Vitals(100.0, 30, 9)] * 5)), 1)
+
+    def test_own_process_has_vitals(self):
+        own = vitals.read("self")
+        self.assertGreater(own.memory_mb, 1.0)
+        self.assertGreater(own.handles, 2)
+        self.assertGreaterEqual(own.threads, 1)
 
 
 class Waiting(unittest.TestCase):

@@ -1,6 +1,7 @@
 #include "media/devices/mediaplatform.h"
 #include "project/importing.h"
 #include "project/renderfault.h"
+#include "project/retireddecoder.h"
 #include "support/files.h"
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
@@ -239,12 +240,28 @@ private slots:
         }
     }
 
+    // Its decoder has nothing to do, and must not be left behind for that.
+    void anEncodingThatNobodyKnowsIsRefusedAndLeavesNoThread()
+    {
+        const QString path = in("unknown.wav");
+        QByteArray bytes = media_files::wav(WavFormat::Int16, 2, kRateHz, noiseBytes(40000, 7));
+        constexpr qsizetype kTagOffset = 20;
+        bytes.replace(kTagOffset, 2, "\x01\x44");
+        writeFile(path, bytes);
+        QTRY_COMPARE(RetiredDecoder::count(), 0); // what other files have left
+        const int threads = render_fault::rendererThreads();
+        const Import import(path);
+        QVERIFY(import.failed());
+        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        QCOMPARE(render_fault::rendererThreads(), threads);
+    }
+
     // More than the platform converts; its thread faults at that.
     void moreChannelsThanCanBeConvertedAreRefused()
     {
         const QString path = in("ninety.wav");
         const QByteArray data(90 * 1000, '\x80');
-        QVERIFY(media_files::write(path, media_files::wav(WavFormat::UInt8, 90, kRateHz, data)));
+        writeFile(path, media_files::wav(WavFormat::UInt8, 90, kRateHz, data));
         const Import import(path);
         QVERIFY(import.failed());
         QCOMPARE(import.errors, QStringList{"Failed to decode: " + path});

@@ -89,14 +89,16 @@ class Application:
 
     def press(self, name):
         """What a screen reader's user does to press a button."""
-        button = self.find(BUTTONS, name)
+        self.press_button(self.find(BUTTONS, name))
+
+    def press_button(self, button):
         actions = button.queryAction()
         names = [actions.getName(i).lower() for i in range(actions.nActions)]
         for wanted in ("press", "toggle"):
             if wanted in names:
                 actions.doAction(names.index(wanted))
                 return
-        raise Failure(f"the button {name!r} offers only {names}")
+        raise Failure(f"the button {button.name!r} offers only {names}")
 
     def is_checked(self, name):
         return self.has_state(self.find(BUTTONS, name), "CHECKED")

@@ -97,13 +97,16 @@ class Editor:
             raise Failure(f"{failure}\n{self.process.log()}") from None
 
     def _answer_dialog(self, title, path):
-        """Types a path into the toolkit's own file dialog and presses Return."""
+        """Types a path into the toolkit's own file dialog, presses Return, and goes back."""
+        self._enter_path(title, path)
+        self.display.activate(self.window)
+
+    def _enter_path(self, title, path):
         dialog = self.display.wait_for_window(title)
         self.display.activate(dialog)
         self._type_into(self.controls.find("text"), str(path))
         self.display.key("Return")
         self.display.wait_for_no_window(title)
-        self.display.activate(self.window)
 
     def _type_into(self, field, text):
         """Letters that no key of the layout has are typed by changing the layout for each,
@@ -125,6 +128,12 @@ class Editor:
         self.display.activate(self.window)
         self.display.key("ctrl+o")
         self._answer_dialog(OPEN_TITLE, path)
+
+    def ask_for(self, path):
+        """As open(), but a question may follow, and then has the focus."""
+        self.display.activate(self.window)
+        self.display.key("ctrl+o")
+        self._enter_path(OPEN_TITLE, path)
 
     def open_audio(self, path):
         """Opens a sound file and waits until its track is shown by name."""
@@ -178,41 +187,15 @@ class Editor:
     def choose_scope(self, mode):
         """The scope's context menu, by mouse and keys: the toolkit hides menus from others."""
         left, top, width, height = self.scope_area()
-        before = len(self.display.windows_of(self.process.pid))
+        before = self._windows()
         self.display.click(left + width // 2, top + height // 2, RIGHT)
-        self._wait_for_windows(before + 1, "the menu to open")
+        # By its id and not by their number: a tool tip may go at the same moment.
+        menu = wait_until(lambda: self._windows() - before, START_SECONDS, "the menu to open")
         self.display.key(*["Down"] * (SCOPE_MODES.index(mode) + 1), "Return")
-        self._wait_for_windows(before, "the menu to close")
+        wait_until(lambda: not self._windows() & menu, START_SECONDS, "the menu to close")
 
-    def _double_click(self, area):
-        left, top, width, height = area
-        self.display.click(left + width // 2, top + height // 2, times=2)
-
-    def take_scope_out(self):
-        """A double-click on the scope; returns the window that it is in from then on."""
-        self.display.activate(self.window)
-        self._double_click(self.scope_area())
-        return self.display.wait_for_window(SCOPE_TITLE)
-
-    def put_scope_back(self):
-        """A double-click on the scope where it is now."""
-        self.display.activate(self.display.wait_for_window(SCOPE_TITLE))
-        self._double_click(self.scope_area())
-        self.display.wait_for_no_window(SCOPE_TITLE)
-
-    def placeholder(self):
-        """What stands in the window where the scope was taken out."""
-        return self.controls.find("label", PLACEHOLDER)
-
-    def call_scope_back(self):
-        """A double-click where the scope was taken out."""
-        self.display.activate(self.window)
-        self._double_click(self.controls.area(self.placeholder()))
-        self.display.wait_for_no_window(SCOPE_TITLE)
-
-    def _wait_for_windows(self, count, what):
-        wait_until(lambda: len(self.display.windows_of(self.process.pid)) == count,
-                   START_SECONDS, what)
+    def _windows(self):
+        return set(self.display.windows_of(self.process.pid))
 
     def rename(self, track, text):
         """A double-click on the name, the new name, Return."""

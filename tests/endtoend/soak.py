@@ -1,0 +1,364 @@
+#!/usr/bin/python3
+"""Uses the program at random for a long time, and asks whether anything grows.
+
+On a screen and a sound server of its own: play, loop, record, open, save, mute, zoom, and
+whatever else a person does, in an order that the seed decides. After every few actions the
+project is emptied and the process is looked at: memory, handles and threads must be flat
+from the middle of the run to its end, the window must answer within a second all the
+while, underruns must not become more, and the log must hold no warning.
+"""
+
+import argparse
+import collections
+import random
+import re
+import statistics
+import sys
+import time
+import traceback
+
+sys.dont_write_bytecode = True
+
+from support import samples, vitals  # noqa: E402
+from support.accessibility import BUTTONS  # noqa: E402
+from support.display import MIDDLE, WHEEL_DOWN, WHEEL_UP  # noqa: E402
+from support.editor import MUTE, PLAY, RECORD, SCOPE_MODES, SOLO, STOP, Editor, Stage  # noqa: E402
+from support.processes import Failure, run, wait_until  # noqa: E402
+
+QUESTION = "Unsaved Changes"
+SCOPE_WINDOW = "Audio Scope"
+HELP_WINDOW = "Keyboard Shortcuts"
+SIZE = (1280, 800)
+ANSWER_SECONDS = 1.0
+WORK_SECONDS = 30.0
+SETTLE_SECONDS = 5.0
+STEADY_LOOKS = 10
+MOST_TRACKS = 6
+UNDERRUNS_MORE = 10  # from one rest to the next, in the end compared with the middle
+RESTS = 30  # looks at the process in a run that is told its number of actions
+SECONDS_BETWEEN_RESTS = 6.0  # in a run that is told its length, at first
+LAST_ACTIONS = 15
+#: Any, but for what the toolkit says of itself when a client looks at an empty table.
+WARNING = re.compile(r"^(?:warning|critical|fatal): (?!QAccessibleTable::child: Invalid index).*",
+                     re.M)
+UNDERRUNS = re.compile(r"AudioOutputNode: (\d+) underrun")
+#: Files of every kind, by the encoder's arguments.
+KINDS = {"long.wav": (), "short.mp3": ("-t", "1"), "short.ogg": ("-t", "1"),
+         "short.flac": ("-t", "2", "-ar", "48000"), "short.m4a": ("-t", "1"),
+         "short.wma": ("-t", "1"), "mono.opus": ("-t", "1", "-ac", "1", "-c:a", "libopus")}
+
+
+class User:
+    """One person at the program. Each public method is something that people do."""
+
+    def __init__(self, stage, program, seed):
+        self.random = random.Random(seed)
+        self.stage, self.display = stage, stage.display
+        self.editor = Editor(stage, program)
+        self.controls = self.editor.controls
+        self.window, self.pid = self.editor.window, self.editor.process.pid
+        self.buttons = {name: self.controls.find(BUTTONS, name)
+                        for name in (PLAY, STOP, RECORD, "Save")}
+        self.saved = {}  # number of tracks by path
+        self.doing = "nothing yet"
+        self.files = self._make_files()
+
+    def _make_files(self):
+        tune = self.stage.folder / "tune.wav"
+        samples.write_float_wav(tune, samples.tune(self.stage.sound.rate, 4.0),
+                                self.stage.sound.rate)
+        files = []
+        for name, encoding in KINDS.items():
+            files.append(self.stage.folder / name)
+            run(["ffmpeg", "-nostdin", "-loglevel", "error", "-i", tune, *encoding, files[-1]])
+        damaged, words = self.stage.folder / "damaged.ogg", self.stage.folder / "words.wav"
+        damaged.write_bytes(files[2].read_bytes()[:4000])
+        words.write_text("Nothing to be heard here.\n" * 100)
+        return [*files, damaged, words]
+
+    # What the actions are made of.
+
+    def seconds_to_answer(self):
+        """How long the window's thread takes for a question, the machine's own delays apart."""
+        watch = vitals.Stopwatch(self.pid)
+        self.controls.has_state(self.buttons[PLAY], "ENABLED")
+        return watch.seconds()
+
+    def _wait_for_work(self):
+        wait_until(lambda: self.controls.has_state(self.buttons["Save"], "ENABLED"), WORK_SECONDS,
+                   "the file work to end")
+
+    def _place(self):
+        """Somewhere in the tracks, or below them."""
+        left, top, width, height = self.display.geometry(self.window)
+        return (left + int(width * self.random.uniform(0.3, 0.95)),
+                top + int(height * self.random.uniform(0.45, 0.9)))
+
+    def _key(self, *keys):
+        self.display.key(*keys)
+
+    def _press(self, name):
+        self.controls.press_button(self.buttons[name])
+
+    def _discard_if_asked(self, is_done, what):
+        def look():
+            questions = self.display.find_windows(QUESTION)
+            if questions:
+                self.display.activate(questions[-1])
+                self._key("alt+d")
+                self.display.wait_for_no_window(QUESTION)
+                self.display.activate(self.window)
+            return not questions and is_done()
+
+        wait_until(look, WORK_SECONDS, what)
+
+    def _tracks(self, prefix=MUTE):
+        return self.controls.all(BUTTONS, prefix=prefix, showing=False)
+
+    # What people do.
+
+    def play_or_stop(self):
+        self._key("space")
+
+    def loop(self):
+        self._press(STOP)
+        self._key("shift+space")
+
+    def stop(self):
+        self._press(STOP)
+
+    def record_or_stop(self):
+        if len(self._tracks()) < MOST_TRACKS or self.controls.is_checked(RECORD):
+            self._press(RECORD)
+
+    def go_to_start_or_end(self):
+        self._key(self.random.choice(("Home", "End")))
+
+    def click(self):
+        self.display.click(*self._place())
+
+    def select(self):
+        self.display.drag(self._place(), self._place())
+
+    def pan(self):
+        self.display.drag(self._place(), self._place(), MIDDLE)
+
+    def zoom(self):
+        wheel = self.random.choice((WHEEL_UP, WHEEL_UP, WHEEL_DOWN))
+        self.display.click(*self._place(), wheel, self.random.randrange(1, 6))
+
+    def zoom_to_fit(self):
+        self._key("ctrl+0")
+
+    def mute_or_solo(self):
+        buttons = self._tracks(self.random.choice((MUTE, SOLO)))
+        if buttons:
+            self.controls.press_button(self.random.choice(buttons))
+
+    def rename(self):
+        tracks = self.editor.track_names()
+        if tracks:
+            self.editor.rename(tracks[0], f"take {self.random.randrange(100)}")
+
+    def add_track(self):
+        if len(self._tracks()) < MOST_TRACKS:
+            self._key("ctrl+t")
+
+    def resize(self):
+        self.display.resize(self.window, self.random.randrange(900, 1500),
+                            self.random.randrange(650, 950))
+
+    def fill_the_screen_and_back(self):
+        self._key("F11")
+        wait_until(lambda: self.display.geometry(self.window)[2:] == self.display.size,
+                   SETTLE_SECONDS, "the window to fill the screen")
+        self._key("F11")
+        wait_until(lambda: self.display.geometry(self.window)[2:] != self.display.size,
+                   SETTLE_SECONDS, "the window to have its size back")
+
+    def choose_scope(self):
+        self.editor.choose_scope(self.random.choice(SCOPE_MODES))
+
+    def take_the_scope_out_and_back(self):
+        left, top, width, height = self.editor.scope_area()
+        self.display.click(left + width // 2, top + height // 2, times=2)
+        scope = self.display.wait_for_window(SCOPE_WINDOW)
+        self.display.activate(scope)
+        self._key("space")
+        self._key("Return")
+        self.display.wait_for_no_window(SCOPE_WINDOW)
+        self.display.activate(self.window)
+
+    def look_for_help(self):
+        self._key("F1")
+        self.display.activate(self.display.wait_for_window(HELP_WINDOW))
+        self.display.type(self.random.choice(("zoom", "track", "ctrl")))
+        self._key("Escape")
+        self.display.wait_for_no_window(HELP_WINDOW)
+        self.display.activate(self.window)
+
+    def open_sound(self):
+        if len(self._tracks()) >= MOST_TRACKS:
+            return self.new_project()
+        self.editor.open(self.random.choice(self.files))
+        return self._wait_for_work()
+
+    def save(self):
+        path = self.stage.folder / f"project{self.random.randrange(3)}.vela"
+        path.unlink(missing_ok=True)
+        tracks = len(self._tracks())
+        self.editor.save(path)
+        wait_until(path.exists, WORK_SECONDS, "the project to be written")
+        self._wait_for_work()
+        self.saved[path] = tracks
+
+    def open_project(self):
+        if not self.saved:
+            return self.save()
+        path, tracks = self.random.choice(sorted(self.saved.items()))
+        self.editor.ask_for(path)
+        self._discard_if_asked(lambda: len(self._tracks()) == tracks, "the project to be loaded")
+        return self._wait_for_work()
+
+    def new_project(self):
+        if self._tracks():
+            self._key("ctrl+n")
+            self._discard_if_asked(lambda: not self._tracks(), "an empty project")
+
+    def rest(self):
+        """Leaves everything as it was at the beginning, so that one rest is like another."""
+        self._press(STOP)
+        if self.controls.is_checked(RECORD):
+            self._press(RECORD)
+        self.new_project()
+        self.display.resize(self.window, *SIZE)
+        self._key("Home")
+        # The toolkit ends its threads, and takes back what they held, in its own time.
+        steady = collections.deque(maxlen=STEADY_LOOKS)
+        deadline = time.monotonic() + SETTLE_SECONDS
+        while time.monotonic() < deadline and (len(steady) < STEADY_LOOKS or len(set(steady)) > 1):
+            now = vitals.read(self.pid)
+            steady.append((now.handles, now.threads))
+            time.sleep(0.05)
+        return vitals.read(self.pid)
+
+    #: How often each is done, of a hundred and more.
+    HABITS = {play_or_stop: 20, loop: 8, stop: 3, record_or_stop: 6, go_to_start_or_end: 6,
+              click: 12, select: 8, pan: 6, zoom: 20, zoom_to_fit: 6, mute_or_solo: 8, rename: 1,
+              add_track: 4, resize: 4, fill_the_screen_and_back: 1, choose_scope: 2,
+              take_the_scope_out_and_back: 1, look_for_help: 1, open_sound: 3, save: 1,
+              open_project: 1, new_project: 1}
+
+    def act(self):
+        """Does one of these things; `doing` says which."""
+        action, = self.random.choices(list(self.HABITS), list(self.HABITS.values()))
+        self.doing = action.__name__
+        action(self)
+
+
+class Soak:
+    def __init__(self, user, log):
+        self._user, self._log = user, log
+        self._last = collections.deque(maxlen=LAST_ACTIONS)
+        self._begin = time.monotonic()
+        self._underruns = 0
+        self.actions, self.slowest = 0, 0.0
+        self.samples, self.underruns, self.faults = [], [], []
+
+    def _act(self):
+        self._user.act()
+        self._last.append(self._user.doing)
+        self.actions += 1
+        seconds = self._user.seconds_to_answer()
+        self.slowest = max(self.slowest, seconds)
+        if seconds > ANSWER_SECONDS:
+            self.faults.append(f"{seconds:.1f} s without an answer after {self._last[-1]}")
+
+    def _rest(self):
+        self.samples.append(self._user.rest())
+        underruns = sum(map(int, UNDERRUNS.findall(self._log())))
+        self.underruns.append(underruns - self._underruns)
+        self._underruns = underruns
+        print(f"{time.monotonic() - self._begin:7.0f} s {self.actions:6} actions: "
+              f"{self.samples[-1]}, {self.underruns[-1]} underruns", flush=True)
+
+    def run(self, actions=None, minutes=None):
+        """So many actions, or so many minutes of them."""
+        try:
+            self._user.rest()  # what the first one costs is no growth
+            while not self._is_over(actions, minutes):
+                self._act()
+                if self._is_rest_due(actions, minutes):
+                    self._rest()
+        except Failure as failure:
+            self.faults.append(f"{failure}; in {self._user.doing}, after {', '.join(self._last)}")
+            self.faults.append(traceback.format_exc(limit=-3))
+
+    def _is_over(self, actions, minutes):
+        if actions:
+            return self.actions >= actions
+        return time.monotonic() - self._begin >= 60 * minutes
+
+    def _is_rest_due(self, actions, minutes):
+        if actions:
+            return self.actions % max(1, actions // RESTS) == 0
+        between = max(SECONDS_BETWEEN_RESTS, 60 * minutes / RESTS / 4)
+        return time.monotonic() - self._begin >= between * (len(self.samples) + 1)
+
+    def judge(self):
+        """Every fault of the run, in words."""
+        warnings = collections.Counter(WARNING.findall(self._log()))
+        self.faults += [f"{count} times in the log: {line}" for line, count in warnings.items()]
+        self.faults += vitals.growth(self.samples)
+        third = len(self.underruns) // 3
+        middle, end = (statistics.median(part or [0]) for part in
+                       (self.underruns[third:2 * third], self.underruns[-third:]))
+        if end - middle > UNDERRUNS_MORE:
+            self.faults.append(f"underruns from rest to rest grew from {middle:g} to {end:g}")
+        return self.faults
+
+    def report(self):
+        if len(self.samples) >= vitals.LEAST_SAMPLES:
+            middle, end = vitals.middle_and_end(self.samples)
+            print(f"middle: {middle}\nend:    {end}")
+        print(f"{self.actions} actions in {time.monotonic() - self._begin:.0f} s, slowest answer "
+              f"{1000 * self.slowest:.0f} ms, {sum(self.underruns)} underruns")
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("program", help="the program to use")
+    parser.add_argument("--seed", type=int, default=1)
+    length = parser.add_mutually_exclusive_group(required=True)
+    length.add_argument("--minutes", type=float)
+    length.add_argument("--actions", type=int)
+    return parser.parse_args()
+
+
+def main():
+    arguments = parse_arguments()
+    with Stage() as stage:
+        # So that a warning can be told from the rest.
+        stage.environment["QT_MESSAGE_PATTERN"] = "%{type}: %{message}"
+        user = User(stage, arguments.program, arguments.seed)
+        process = user.editor.process
+        soak = Soak(user, process.log)
+        try:
+            soak.run(arguments.actions, arguments.minutes)
+            if process.is_running() and not soak.faults:
+                code = user.editor.close()
+                if code != 0:
+                    soak.faults.append(f"the program ended with {code}")
+            faults = soak.judge()
+        finally:
+            user.editor.stop()
+        soak.report()
+        for fault in faults:
+            print(f"FAULT: {fault}")
+        if faults:
+            print(process.log()[-4000:])
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
