@@ -36,9 +36,11 @@ DecoderRun::~DecoderRun()
 {
     // stop() says "finished", and buffers may follow even then.
     m_decoder->disconnect(this);
+    // One that has finished with nothing may have missed its start, and start yet.
+    const bool isThrough = m_state == State::Finished && !m_hasGivenNothing;
     if (m_guard->hasCaught())
-        RetiredDecoder::abandon(std::move(m_decoder), std::move(m_file));
-    else if (m_state != State::Finished)
+        RetiredDecoder::abandon(std::move(m_decoder), std::move(m_file), std::move(m_guard));
+    else if (!isThrough)
         RetiredDecoder::retire(std::move(m_decoder), std::move(m_file), std::move(m_guard));
     else
         m_decoder->stop();
@@ -67,6 +69,7 @@ void DecoderRun::takeBuffer()
     m_hasDelivered = true;
     if (!buffer.isValid())
         return;
+    m_hasGivenNothing = false;
     if (m_samples.isEmpty())
         m_samples.expect(expectedFrames(buffer.format()));
     m_samples.add(buffer);

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QPointer>
 
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -24,12 +25,15 @@ void RetiredDecoder::retire(std::unique_ptr<QAudioDecoder> decoder,
 }
 
 // What a sleeping thread may hold on to is kept, and kept reachable: the list
-// itself is never destroyed.
+// itself is never destroyed. The guard is kept because a catch does not tell whose
+// thread it was, and the one that is left here may still come to its fault.
 void RetiredDecoder::abandon(std::unique_ptr<QAudioDecoder> decoder,
-                             std::unique_ptr<WatchedFile> file)
+                             std::unique_ptr<WatchedFile> file,
+                             std::unique_ptr<DecoderFaultGuard> guard)
 {
-    static auto& abandoned = *new QList<std::pair<QAudioDecoder*, WatchedFile*>>;
-    abandoned.append({decoder.release(), file.release()});
+    static auto& abandoned =
+        *new QList<std::tuple<QAudioDecoder*, WatchedFile*, DecoderFaultGuard*>>;
+    abandoned.append({decoder.release(), file.release(), guard.release()});
 }
 
 int RetiredDecoder::count()
@@ -61,7 +65,7 @@ RetiredDecoder::~RetiredDecoder()
 {
     --retiring;
     if (m_decoder)
-        abandon(std::move(m_decoder), std::move(m_file));
+        abandon(std::move(m_decoder), std::move(m_file), std::move(m_guard));
 }
 
 void RetiredDecoder::tick()

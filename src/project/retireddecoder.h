@@ -38,8 +38,9 @@ public:
                        std::unique_ptr<DecoderFaultGuard> guard);
 
     /// Leaves decoder and file for good to a thread that sleeps or may sleep in
-    /// them.
-    static void abandon(std::unique_ptr<QAudioDecoder> decoder, std::unique_ptr<WatchedFile> file);
+    /// them, and what it may still do to the guard.
+    static void abandon(std::unique_ptr<QAudioDecoder> decoder, std::unique_ptr<WatchedFile> file,
+                        std::unique_ptr<DecoderFaultGuard> guard);
 
     /// How many are still being seen off.
     [[nodiscard]] static int count();

@@ -61,6 +61,7 @@ class User:
                         for name in (PLAY, STOP, RECORD, "Save")}
         self.saved = {}  # number of tracks by path
         self.doing = "nothing yet"
+        self.scope = SCOPE_MODES[0]
         self.files = self._make_files()
 
     def _make_files(self):
@@ -177,7 +178,8 @@ class User:
                    SETTLE_SECONDS, "the window to have its size back")
 
     def choose_scope(self):
-        self.editor.choose_scope(self.random.choice(SCOPE_MODES))
+        self.scope = self.random.choice([mode for mode in SCOPE_MODES if mode != self.scope])
+        self.editor.choose_scope(self.scope)
 
     def take_the_scope_out_and_back(self):
         left, top, width, height = self.editor.scope_area()

@@ -1,5 +1,6 @@
 #include "media/devices/mediaplatform.h"
 #include "project/decoderrun.h"
+#include "project/decoderthreads.h"
 #include "project/renderfault.h"
 #include "project/retireddecoder.h"
 #include "support/files.h"
@@ -45,6 +46,15 @@ private:
         timer.start();
         run.reset();
         return timer.elapsed();
+    }
+
+    // On a thread that passes for a renderer.
+    static void startFault()
+    {
+        std::thread([] {
+            render_fault::becomeRenderer();
+            render_fault::readAt(0);
+        }).detach();
     }
 
     QTemporaryDir m_dir;
@@ -99,19 +109,21 @@ private slots:
         auto run = runToTheFirstBuffer();
         QVERIFY(run && !run->isDone());
         QVERIFY(drop(std::move(run)) < kAtOnceMs);
-        const DecoderFaultGuard guard;
-        std::thread([] {
-            render_fault::becomeRenderer();
-            render_fault::readAt(0);
-        }).detach();
+        auto guard = std::make_unique<DecoderFaultGuard>();
+        startFault();
         // Before the event loop turns, and with it the retirement.
         const QDeadlineTimer deadline(5000);
-        while (!guard.hasCaught() && !deadline.hasExpired())
+        while (!guard->hasCaught() && !deadline.hasExpired())
             std::this_thread::yield();
-        QVERIFY(guard.hasCaught());
+        QVERIFY(guard->hasCaught());
         QTRY_COMPARE(RetiredDecoder::count(), 0);
         // Neither joined nor destroyed: the one at rest might have been the other.
         QCOMPARE(render_fault::rendererThreads(), 2);
+
+        // Indeed the fault was another's, and that of the abandoned one comes late.
+        guard.reset();
+        startFault();
+        QTRY_VERIFY(render_fault::rendererThreads() == 3 && decoderThreadsAreWaiting());
     }
 };
 

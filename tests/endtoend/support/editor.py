@@ -188,10 +188,12 @@ class Editor:
         """The scope's context menu, by mouse and keys: the toolkit hides menus from others."""
         left, top, width, height = self.scope_area()
         before = self._windows()
-        self.display.click(left + width // 2, top + height // 2, RIGHT)
+        # Elsewhere for each: two quick clicks at one place would be a double-click.
+        steps = SCOPE_MODES.index(mode) + 1
+        self.display.click(left + width * steps // 4, top + height // 2, RIGHT)
         # By its id and not by their number: a tool tip may go at the same moment.
         menu = wait_until(lambda: self._windows() - before, START_SECONDS, "the menu to open")
-        self.display.key(*["Down"] * (SCOPE_MODES.index(mode) + 1), "Return")
+        self.display.key(*["Down"] * steps, "Return")
         wait_until(lambda: not self._windows() & menu, START_SECONDS, "the menu to close")
 
     def _windows(self):
