@@ -63,6 +63,10 @@ kLintDependencies="
 cppcheck                   cmd:cppcheck
 "
 
+kQtLintDependencies="
+clazy                      cmd:clazy-standalone
+"
+
 kCoverageDependencies="
 gcovr                      cmd:gcovr
 "
