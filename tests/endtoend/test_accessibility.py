@@ -1,6 +1,6 @@
 """The whole window as a screen reader's user meets it, and by keyboard alone."""
 
-from support import case
+from support import case, samples
 from support.accessibility import BUTTONS
 from support.editor import PLAY, SCOPE_MODES
 from support.processes import wait_until
@@ -9,6 +9,7 @@ from support.processes import wait_until
 CONTAINERS = ("application", "filler", "split pane", "unknown")
 PRESSED = ("press", "toggle")
 SECONDS = 5.0
+LONG_SECONDS = 1800.0
 
 
 class Accessibility(case.EditorCase):
@@ -93,6 +94,29 @@ class Accessibility(case.EditorCase):
         self.controls.find("label", question)
         self.controls.press("Discard")
         wait_until(lambda: not self.editor.track_names(), SECONDS, "the new project")
+
+    def test_the_list_of_keys_is_read_and_filtered(self):
+        self.controls.press("Help")
+        self.display.activate(self.display.wait_for_window("Keyboard Shortcuts"))
+
+        def cells():
+            return {node.name for node in self.controls.all("table cell")}
+
+        wait_until(lambda: {"Play / Stop", "Space", "Zoom In", "Ctrl++"} <= cells(), SECONDS,
+                   "the names of the commands and their keys")
+        wait_until(lambda: self.controls.focused() == ("text", "Filter"), SECONDS, "the filter")
+        self.display.type("zoom")
+        wait_until(lambda: "Play / Stop" not in cells() and "Zoom In" in cells(), SECONDS,
+                   "the commands that zoom alone")
+
+    def test_long_work_is_announced_and_cancelled(self):
+        path = self.folder / "long.wav"
+        samples.write_silent_wav(path, LONG_SECONDS, self.sound.rate)
+        self.editor.open(path)
+        self.controls.find("progress bar", "Opening long.wav…")
+        self.controls.press("Cancel")
+        wait_until(lambda: not self.controls.all("progress bar"), SECONDS, "the work to end")
+        self.assertEqual(self.editor.track_names(), [])
 
     def test_a_track_is_renamed_by_keyboard(self):
         self.open_tune()

@@ -2,6 +2,7 @@
 
 import array
 import math
+import os
 import struct
 import sys
 from itertools import repeat
@@ -30,19 +31,30 @@ def from_bytes(data):
     return samples
 
 
+def _float_wav_header(data_bytes, rate, channels):
+    frame_bytes = channels * BYTES_PER_SAMPLE
+    return struct.pack(
+        "<4sI4s4sIHHIIHH4sI",
+        b"RIFF", 36 + data_bytes, b"WAVE",
+        b"fmt ", 16, _FORMAT_IEEE_FLOAT, channels, rate, rate * frame_bytes,
+        frame_bytes, 8 * BYTES_PER_SAMPLE,
+        b"data", data_bytes,
+    )
+
+
 def write_float_wav(path, samples, rate, channels=STEREO):
     """Writes interleaved floats as they are; returns the bytes of the sample data."""
     data = to_bytes(samples)
-    frame_bytes = channels * BYTES_PER_SAMPLE
-    header = struct.pack(
-        "<4sI4s4sIHHIIHH4sI",
-        b"RIFF", 36 + len(data), b"WAVE",
-        b"fmt ", 16, _FORMAT_IEEE_FLOAT, channels, rate, rate * frame_bytes,
-        frame_bytes, 8 * BYTES_PER_SAMPLE,
-        b"data", len(data),
-    )
-    Path(path).write_bytes(header + data)
+    Path(path).write_bytes(_float_wav_header(len(data), rate, channels) + data)
     return data
+
+
+def write_silent_wav(path, seconds, rate, channels=STEREO):
+    """A file that is long to open and takes no room on the disk."""
+    data_bytes = int(seconds * rate) * channels * BYTES_PER_SAMPLE
+    header = _float_wav_header(data_bytes, rate, channels)
+    Path(path).write_bytes(header)
+    os.truncate(path, len(header) + data_bytes)
 
 
 def tune(rate, seconds, channels=STEREO):
