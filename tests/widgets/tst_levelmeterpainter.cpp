@@ -68,6 +68,22 @@ private slots:
         QVERIFY(allOf(image, {23, 0, 3, 50}, kAround));
     }
 
+    void aHoldThatIsAsGoodAsSilentIsNotDrawn()
+    {
+        QVERIFY(allOf(painted({20, 40}, {0, 0, 0.001}), {3, 5, 20, 40}, kEmpty));
+    }
+
+    void theLowestHoldStandsOnTheCellsFoot()
+    {
+        // Half a row from the foot, where a line of two rows would stick out of the cell.
+        const QImage upright = painted({20, 40}, {0, 0, 0.0125});
+        QVERIFY(allOf(upright, {3, 43, 20, 2}, qRgb(6, 84, 0)));
+        QVERIFY(allOf(upright, {3, 5, 20, 38}, kEmpty));
+        const QImage lying = painted({40, 20}, {0, 0, 0.0125});
+        QVERIFY(allOf(lying, {3, 5, 2, 20}, qRgb(6, 84, 0)));
+        QVERIFY(allOf(lying, {5, 5, 38, 20}, kEmpty));
+    }
+
     void aCellAsWideAsHighGrowsFromTheBottom()
     {
         const QImage image = painted({40, 40}, {0.25, 0.5, 0.75});

@@ -118,9 +118,42 @@ private slots:
         w.window->show();
         w.popOut->popOut(QStringLiteral("Title"), {300, 200});
         w.movable->showMaximized();
+        QVERIFY(w.movable->isMaximized());
         w.popOut->restore();
         QVERIFY(w.isInPlace());
         QCOMPARE(w.movable->windowState(), Qt::WindowNoState);
+    }
+
+    void thePlaceholderTakesTheSamePlaceInTheSameWay()
+    {
+        Window w;
+        w.movable->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        w.row->setAlignment(w.movable, Qt::AlignTop);
+        w.window->show();
+        w.popOut->popOut(QStringLiteral("Title"), {300, 200});
+        QCOMPARE(w.placeholder()->sizePolicy(), w.movable->sizePolicy());
+        QCOMPARE(w.row->itemAt(1)->alignment(), Qt::AlignTop);
+        w.popOut->restore();
+        QCOMPARE(w.row->itemAt(1)->alignment(), Qt::AlignTop);
+    }
+
+    void thePlaceIsFoundInAnyNestedLayout()
+    {
+        QWidget window;
+        auto* outer = new QVBoxLayout(&window);
+        auto* first = new QHBoxLayout;
+        auto* second = new QHBoxLayout;
+        outer->addLayout(first);
+        outer->addLayout(second);
+        first->addWidget(new QLineEdit);
+        second->addWidget(new QLineEdit);
+        auto* movable = new QWidget;
+        second->addWidget(movable);
+        PopOut popOut(movable);
+        QVERIFY(popOut.popOut(QStringLiteral("Title"), {300, 200}));
+        QVERIFY(qobject_cast<QLabel*>(second->itemAt(1)->widget()));
+        popOut.restore();
+        QCOMPARE(second->itemAt(1)->widget(), movable);
     }
 
     void otherLayoutsJustGetItAdded()

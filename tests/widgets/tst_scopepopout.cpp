@@ -3,6 +3,7 @@
 #include "support/signalmakers.h"
 #include "widgets/unifiedaudioscope.h"
 
+#include <QKeyEvent>
 #include <QTest>
 #include <QTimer>
 
@@ -86,6 +87,14 @@ private slots:
         }
         w.movable->setPopOutAllowed(false);
         QTest::keyClick(static_cast<QWidget*>(w.movable), Qt::Key_Return);
+        QVERIFY(!w.movable->isPoppedOut());
+    }
+
+    void aKeyHeldDownActsOnce()
+    {
+        Window w;
+        QKeyEvent repeated(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, QString(), true);
+        QCoreApplication::sendEvent(w.movable, &repeated);
         QVERIFY(!w.movable->isPoppedOut());
     }
 

@@ -353,7 +353,7 @@ private slots:
         process(bank, signal_makers::noise(20000, 9));
         process(bank, QList<float>(static_cast<qsizetype>(20 * kRateHz)));
         for (int k = 0; k < kBands; ++k)
-            QCOMPARE(bank.power(k), 0.0);
+            QVERIFY(bank.power(k) == 0.0); // a comparison would be fuzzy
     }
 
     void aRateBelowOneStillGivesABank()

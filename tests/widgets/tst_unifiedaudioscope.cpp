@@ -157,6 +157,14 @@ private slots:
         QTRY_COMPARE(paints.count(), 1);
     }
 
+    void aHiddenScopeOfItsOwnTicksOn()
+    {
+        const auto scope = shownScope({200, 50});
+        scope->hide();
+        push(*scope, 0, QList<float>(30, 0.5F));
+        QTRY_COMPARE(scope->frame().pixel(199, 13), kSingleTrace);
+    }
+
     void aFrozenScopeKeepsItsPicture()
     {
         const auto scope = shownScope({200, 50});
