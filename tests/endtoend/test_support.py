@@ -4,7 +4,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import samples, vitals
+from support import project, samples, vitals
 from support.processes import Failure, wait_until
 
 FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
@@ -68,6 +68,28 @@ class Files(unittest.TestCase):
         frames = [data[i:i + FRAME] for i in range(0, len(data), FRAME)]
         self.assertTrue(all(a != b for a, b in zip(frames, frames[1:])))
         self.assertNotIn(SILENCE, frames)
+
+    def test_counter_never_repeats_a_neighbour_and_goes_on_below_zero(self):
+        values = samples.counter(2 ** 24 + 2)
+        self.assertEqual(len(values), 2 ** 24 + 2)
+        self.assertEqual(list(values[:2]), [2.0 ** -24, 2.0 ** -23])
+        self.assertEqual(list(values[2 ** 24 - 1:]), [1.0, -2.0 ** -24, -2.0 ** -23])
+
+    def test_interleaved_takes_turns(self):
+        left, right = samples.from_bytes(samples.to_bytes([1, 2])), samples.counter(2)
+        self.assertEqual(list(samples.interleaved(left, right)), [1, 2.0 ** -24, 2, 2.0 ** -23])
+
+    def test_saved_project_gives_its_samples_by_track(self):
+        fields = {"name": "take", "channels": 1, "sampleRate": 44100, "muted": False,
+                  "solo": False, "samples": ["0000803f000000bf"]}
+        marker = {"name": "cursor", "position": 0}
+        whole = {"sampleRate": 44100, "cursor": marker, "play": marker, "selectionStart": -1,
+                 "selectionEnd": -1, "loopStart": 0, "loopEnd": 0, "trackCounter": 1,
+                 "tracks": [fields]}
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "one.vela"
+            path.write_bytes(project.reader().build(whole, plain=False))
+            self.assertEqual(project.tracks(path), [("take", [samples.to_bytes([1.0, -0.5])])])
 
 
 class Growth(unittest.TestCase):

@@ -6,7 +6,8 @@ from pathlib import Path
 _READER = Path(__file__).resolve().parents[2] / "project" / "velafile.py"
 
 
-def _reader():
+def reader():
+    """The module that reads and writes such files."""
     specification = importlib.util.spec_from_file_location("velafile", _READER)
     module = importlib.util.module_from_spec(specification)
     specification.loader.exec_module(module)
@@ -15,6 +16,6 @@ def _reader():
 
 def tracks(path):
     """The tracks from top to bottom: name, and the bytes of each channel's samples."""
-    project = _reader().parse(Path(path).read_bytes())
+    project = reader().parse(Path(path).read_bytes())
     return [(track["name"], [bytes.fromhex(channel) for channel in track["samples"]])
             for track in project["tracks"]]
