@@ -39,10 +39,10 @@ QSettings* openSettings(const QString& path)
                           : new (std::nothrow) QSettings(path, QSettings::IniFormat);
 }
 
-bool connectByName(QTimer* timer, Settings* settings)
+bool connectToSync(QTimer* timer, Settings* settings)
 {
     return static_cast<bool>(
-        QObject::connect(timer, SIGNAL(timeout()), settings, SLOT(delayedSync())));
+        QObject::connect(timer, &QTimer::timeout, settings, &Settings::delayedSync));
 }
 
 Settings::Environment completed(Settings::Environment environment)
@@ -52,7 +52,7 @@ Settings::Environment completed(Settings::Environment environment)
     if (!environment.open)
         environment.open = &openSettings;
     if (!environment.connectTimer)
-        environment.connectTimer = &connectByName;
+        environment.connectTimer = &connectToSync;
     return environment;
 }
 
