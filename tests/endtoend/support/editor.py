@@ -199,6 +199,32 @@ class Editor:
     def _windows(self):
         return set(self.display.windows_of(self.process.pid))
 
+    def _double_click(self, area):
+        left, top, width, height = area
+        self.display.click(left + width // 2, top + height // 2, times=2)
+
+    def take_scope_out(self):
+        """A double-click on the scope; returns the window that it is in from then on."""
+        self.display.activate(self.window)
+        self._double_click(self.scope_area())
+        return self.display.wait_for_window(SCOPE_TITLE)
+
+    def put_scope_back(self):
+        """A double-click on the scope where it is now."""
+        self.display.activate(self.display.wait_for_window(SCOPE_TITLE))
+        self._double_click(self.scope_area())
+        self.display.wait_for_no_window(SCOPE_TITLE)
+
+    def placeholder(self):
+        """What stands in the window where the scope was taken out."""
+        return self.controls.find("label", PLACEHOLDER)
+
+    def call_scope_back(self):
+        """A double-click where the scope was taken out."""
+        self.display.activate(self.window)
+        self._double_click(self.controls.area(self.placeholder()))
+        self.display.wait_for_no_window(SCOPE_TITLE)
+
     def rename(self, track, text):
         """A double-click on the name, the new name, Return."""
         left, top, width, _ = self.header_area(track)
