@@ -29,6 +29,8 @@ private slots:
         QTest::addRow("button") << quint32{0xff444444};
         QTest::addRow("muted") << quint32{0xffcc4444};
         QTest::addRow("solo") << quint32{0xffcccc44};
+        QTest::addRow("waveform's ground") << quint32{0xff1e1e1e};
+        QTest::addRow("waveform") << quint32{0xff50b4ff};
         QTest::addRow("scope") << quint32{0xff000000};
         QTest::addRow("spectrogram at full level") << quint32{0xffffffff};
     }

@@ -133,6 +133,7 @@ class TestTranslations : public QObject {
 
 private:
     std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<LongTexts> m_longTexts; ///< until cleanup(), once installed
 
     static void closeNextBox(QStringList* texts, QStringList* clipped)
     {
@@ -159,15 +160,21 @@ private:
         return window;
     }
 
-    /// Installs what a row of languages() stands for; the translator lives until cleanup().
-    static void speak()
+    void installLongTexts()
+    {
+        m_longTexts = std::make_unique<LongTexts>();
+        QCoreApplication::installTranslator(m_longTexts.get());
+    }
+
+    /// Installs what a row of languages() stands for.
+    void speak()
     {
         QFETCH(bool, german);
         QFETCH(Qt::LayoutDirection, direction);
         if (german)
             translation::install(QLocale(QLocale::German, QLocale::Germany));
         else
-            QCoreApplication::installTranslator(new LongTexts(qApp));
+            installLongTexts();
         QGuiApplication::setLayoutDirection(direction);
     }
 
@@ -193,6 +200,7 @@ private slots:
     void cleanup()
     {
         qDeleteAll(qApp->findChildren<QTranslator*>());
+        m_longTexts.reset();
         QGuiApplication::setLayoutDirection(Qt::LeftToRight);
         m_log.reset();
     }
@@ -307,7 +315,7 @@ private slots:
 
     void longerTextsAreLonger()
     {
-        QCoreApplication::installTranslator(new LongTexts(qApp));
+        installLongTexts();
         const auto window = makeWindow();
         QCOMPARE(window->findChild<IconButton*>("pushButtonPlayStop")->text(), "Playää");
     }
