@@ -30,8 +30,6 @@ namespace {
 constexpr int kRefreshIntervalMs = 33;
 constexpr int kNewTrackChannels = 2;
 constexpr QSize kInitialSize(1280, 760);
-const QString kPlayIcon = QStringLiteral(":/icons/media/play.svg");
-const QString kPauseIcon = QStringLiteral(":/icons/media/pause.svg");
 /// When the take runs out of view, the new view shows this much of its end.
 constexpr double kFollowFraction = 0.1;
 /// Least span of such a view, in seconds.
@@ -158,7 +156,7 @@ void Vela::togglePlayStop(bool play)
         else
             m_engine->stopPlayback();
     }
-    m_ui.playStop->setIcon(QIcon(m_engine->isPlaying() ? kPauseIcon : kPlayIcon));
+    m_ui.playStop->setIcon(m_engine->isPlaying() ? m_pauseIcon : m_playIcon);
     applyTimerRule();
     updatePositionDisplay();
     if (play && !m_engine->isPlaying()) {
@@ -173,7 +171,7 @@ void Vela::stopPlaying()
     if (m_project) {
         if (m_engine->isPlaying())
             m_engine->stopPlayback();
-        m_ui.playStop->setIcon(QIcon(kPlayIcon));
+        m_ui.playStop->setIcon(m_playIcon);
         applyTimerRule();
         updatePositionDisplay();
     }

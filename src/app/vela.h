@@ -4,6 +4,7 @@
 #include "project/velaproject.h"
 #include "shortcuts/shortcutregistry.h"
 
+#include <QIcon>
 #include <QSharedPointer>
 #include <QWeakPointer>
 #include <QWidget>
@@ -83,6 +84,9 @@ private:
     void rememberFile(const QString& path);
 
     ProjectHandle m_project;
+    // Made once: what each new icon draws stays in the toolkit's cache.
+    const QIcon m_playIcon{QStringLiteral(":/icons/media/play.svg")};
+    const QIcon m_pauseIcon{QStringLiteral(":/icons/media/pause.svg")};
     VelaLayout m_ui;
     QSharedPointer<VelaEngine> m_engine;
     QTimer* m_refreshTimer = nullptr;

@@ -9,7 +9,9 @@
 #include "widgets/waveformview.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QLabel>
+#include <QSet>
 #include <QTest>
 
 #include <memory>
@@ -87,6 +89,19 @@ private slots:
         m_project.reset();
         m_window.reset();
         m_log.reset();
+    }
+
+    /// The toolkit keeps what each icon has drawn, so a new one each time would add up.
+    void thePlayButtonShowsTheSameTwoIconsAgainAndAgain()
+    {
+        addSound(qsizetype{60} * 44100);
+        IconButton* play = button("pushButtonPlayStop");
+        QSet<qint64> shown;
+        for (int i = 0; i < 6; ++i) {
+            play->click();
+            shown.insert(play->icon().cacheKey());
+        }
+        QCOMPARE(shown.size(), 2);
     }
 
     void playingMovesTheReadOutAndEndsByItself()
