@@ -1,6 +1,7 @@
 #include "media/audio/devicethread.h"
 
 #include "media/devices/processend.h"
+#include "media/devices/serverloop.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -49,6 +50,59 @@ private:
 };
 
 } // namespace
+
+/// The threads that are neither ended nor abandoned. Never destroyed.
+class RunningThreads {
+public:
+    static RunningThreads& instance()
+    {
+        static auto* const threads = new RunningThreads;
+        return *threads;
+    }
+
+    void add(DeviceThread* thread)
+    {
+        const std::lock_guard lock(m_lock);
+        m_threads.push_back(thread);
+    }
+
+    void remove(DeviceThread* thread)
+    {
+        const std::lock_guard lock(m_lock);
+        std::erase(m_threads, thread);
+    }
+
+private:
+    RunningThreads()
+    {
+        devices::waitBeforeServerLoopEnds([] { instance().finishWhatIsPosted(); });
+    }
+
+    /// What the toolkit has told the streams lies in the queues already.
+    void finishWhatIsPosted()
+    {
+        const auto deadline = std::chrono::steady_clock::now() + DeviceThread::kServerLoopBound;
+        for (const auto& completion : submitToOthers()) {
+            const auto left =
+                std::chrono::ceil<DeviceThread::Ms>(deadline - std::chrono::steady_clock::now());
+            (void)completion->waitFor(std::max(left, DeviceThread::Ms{0}));
+        }
+    }
+
+    std::vector<std::shared_ptr<DeviceThread::Completion>> submitToOthers()
+    {
+        const std::lock_guard lock(m_lock);
+        std::vector<std::shared_ptr<DeviceThread::Completion>> completions;
+        for (DeviceThread* thread : m_threads) {
+            if (thread->m_thread != QThread::currentThread())
+                completions.push_back(thread->submit([] {}));
+        }
+        return completions;
+    }
+
+    std::mutex m_lock;
+    std::vector<DeviceThread*> m_threads;
+};
 
 /// Takes work from the owner's thread and does it on the device thread.
 class DeviceThread::Queue : public QObject {
@@ -106,6 +160,7 @@ DeviceThread::DeviceThread(const QString& name)
     m_thread->setObjectName(name);
     m_queue->moveToThread(m_thread);
     m_thread->start();
+    RunningThreads::instance().add(this);
 }
 
 DeviceThread::~DeviceThread()
@@ -138,6 +193,7 @@ bool DeviceThread::end(Ms bound)
 {
     if (!m_thread)
         return true;
+    RunningThreads::instance().remove(this);
     m_queue->push([] { QThread::currentThread()->quit(); });
     if (!m_thread->wait(static_cast<unsigned long>(std::max(bound, Ms{0}).count())))
         return false;
@@ -152,6 +208,7 @@ void DeviceThread::abandon(Work last)
 {
     if (!m_thread)
         return;
+    RunningThreads::instance().remove(this);
     AbandonedThreads::instance().add(m_thread, m_queue);
     m_queue->push([last = std::move(last)] {
         if (last)

@@ -23,6 +23,9 @@ namespace media::audio {
 /// still stuck when the process exits cuts the exit short after main() with
 /// main's status, as the toolkit's own tear-down would wait for it for ever.
 ///
+/// Before the toolkit drops its connection to a server that has died, every
+/// running thread gets kServerLoopBound to close the streams of that connection.
+///
 /// Operations come from one thread at a time: the owner's, or that of whoever
 /// holds the lock under which several share it. Work is run one piece after the
 /// other, in order, by the thread's event loop.
@@ -30,6 +33,9 @@ class DeviceThread {
 public:
     using Work = std::function<void()>;
     using Ms = std::chrono::milliseconds;
+
+    /// How long all threads together may hold up the end of a server's connection.
+    static constexpr Ms kServerLoopBound{400};
 
     /// Tells whoever holds it, on any thread, that a piece of work is done.
     class Completion;
@@ -63,6 +69,7 @@ public:
 
 private:
     class Queue;
+    friend class RunningThreads;
 
     QThread* m_thread = nullptr; ///< null when Ended or Abandoned
     /// Takes events on the thread. Not deleted by it, as a thread that comes to its

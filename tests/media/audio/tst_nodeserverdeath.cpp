@@ -2,6 +2,7 @@
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
+#include "media/devices/serverloop.h"
 #include "support/soundserver.h"
 
 #include <QAudioDevice>
@@ -63,6 +64,7 @@ private slots:
         QVERIFY(!output.start());
         QVERIFY(!input.start());
         m_server.kill();
+        QTRY_VERIFY_WITH_TIMEOUT(media::devices::droppedServerLoops() > 0, kPatienceMs);
         QTest::qWait(kReconnectMs);
 
         QVERIFY(m_server.start());
