@@ -7,11 +7,6 @@ BLOCK_FRAMES = 1024
 FRAME_BYTES = samples.STEREO * samples.BYTES_PER_SAMPLE
 
 
-def milliseconds(text):
-    hours, minutes, seconds = text.split(":")
-    return round((int(hours) * 3600 + int(minutes) * 60 + float(seconds)) * 1000)
-
-
 class Playback(case.EditorCase):
     def open_tune(self, seconds, name="tune.wav"):
         path, data = self.make_wav(name, seconds)
@@ -38,7 +33,7 @@ class Playback(case.EditorCase):
     def test_playback_after_a_stop_begins_with_nothing_left_over(self):
         data = self.open_tune(3.0)
         self.display.key("space")
-        wait_until(lambda: milliseconds(self.editor.position()) > 300, 10, "the play head to run")
+        wait_until(lambda: self.editor.position_ms() > 300, 10, "the play head to run")
         self.display.key("space")
         wait_until(lambda: not self.editor.is_playing(), 5, "the playback to stop")
         samples.require_exact(self.play_to_the_end(20), data)
@@ -68,7 +63,7 @@ class Playback(case.EditorCase):
         x = width // 3
         self.display.click(left + x, top + height // 2)
         frame = self.frame_at(x, width, data)
-        shown = milliseconds(self.editor.position())
+        shown = self.editor.position_ms()
         self.assertEqual(shown, frame * 1000 // self.sound.rate)
         samples.require_exact(self.play_to_the_end(20), data[frame * FRAME_BYTES:])
 
@@ -108,8 +103,8 @@ class Playback(case.EditorCase):
         self.open_tune(1.5)
         self.assertEqual(self.editor.position(), "00:00:00.000")
         self.display.key("space")
-        seen = [wait_until(lambda: milliseconds(self.editor.position()), 10, "the play head")]
-        seen.append(wait_until(lambda: max(0, milliseconds(self.editor.position()) - seen[0]),
+        seen = [wait_until(lambda: self.editor.position_ms(), 10, "the play head")]
+        seen.append(wait_until(lambda: max(0, self.editor.position_ms() - seen[0]),
                                10, "the play head to go on"))
         self.editor.wait_until_played(20)
         wait_until(lambda: self.editor.position() == "00:00:00.000", 5, "the cursor's position")
@@ -118,9 +113,9 @@ class Playback(case.EditorCase):
         data = self.open_tune(1.0)
         self.display.key("End")
         milliseconds_of_file = len(data) // FRAME_BYTES * 1000 // self.sound.rate
-        wait_until(lambda: milliseconds(self.editor.position()) == milliseconds_of_file, 5, "End")
+        wait_until(lambda: self.editor.position_ms() == milliseconds_of_file, 5, "End")
         self.display.key("Home")
-        wait_until(lambda: milliseconds(self.editor.position()) == 0, 5, "Home")
+        wait_until(lambda: self.editor.position_ms() == 0, 5, "Home")
 
 
 if __name__ == "__main__":

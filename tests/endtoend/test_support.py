@@ -4,7 +4,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import project, samples, vitals
+from support import faults, matrix, project, samples, vitals
 from support.processes import Failure, wait_until
 
 FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
@@ -126,6 +126,31 @@ class Growth(unittest.TestCase):
         self.assertGreater(own.memory_mb, 1.0)
         self.assertGreater(own.handles, 2)
         self.assertGreaterEqual(own.threads, 1)
+
+
+class Faults(unittest.TestCase):
+    EXPLAINED = 'warning|default|"Stream error: Connection terminated"'
+
+    def test_only_what_the_fault_explains_is_accepted(self):
+        log = "\n".join(["debug|default|anything", "info|vela.engine|anything", self.EXPLAINED])
+        self.assertEqual(faults.unexpected_lines(faults.FAULTS["ServerKilled"], log), [])
+        self.assertEqual(faults.unexpected_lines(faults.FAULTS["Nothing"], log), [self.EXPLAINED])
+
+    def test_criticals_and_lines_of_no_log_are_noticed(self):
+        lines = ["critical|default|anything", "==1==ERROR: LeakSanitizer: detected memory leaks"]
+        for fault in faults.FAULTS.values():
+            self.assertEqual(faults.unexpected_lines(fault, "\n".join(lines)), lines)
+
+    def test_the_table_shows_a_missing_cell_as_failed(self):
+        cells = [{"fault": "Nothing", "work": "idle", "outcome": "plays", "answer": 0.011,
+                  "end": 0.25}]
+        cells += [{"fault": "Nothing", "work": f"closing {work}", "end": end}
+                  for end, work in enumerate(matrix.CLOSING_WORKS)]
+        rows = matrix.table(cells).splitlines()
+        self.assertEqual(rows[2], "| nothing at all | plays (0.01, 0.2) |"
+                         + " failed |" * (len(matrix.WORKS) - 1) + " ends (4.0) |")
+        self.assertIn(" failed |" * (len(matrix.WORKS) + 1), rows[3])
+        self.assertEqual(len(rows), 2 + len(faults.FAULTS))
 
 
 class Waiting(unittest.TestCase):

@@ -19,6 +19,7 @@ SCOPE_TITLE = "Audio Scope"
 IMPORT_SECONDS = 30.0
 START_SECONDS = 10.0
 CLOSE_SECONDS = 10.0
+ANSWER_SECONDS = 20.0
 TYPED_SECONDS = 3.0
 TYPING_DELAYS_MS = (8, 40, 120, 250)
 MUTE, SOLO = "Mute ", "Solo "
@@ -84,6 +85,7 @@ class Editor:
         self.stage = stage
         self.display = stage.display
         self.scale = scale
+        self._anchor = None
         environment = dict(stage.environment)
         if scale != 1:
             environment["QT_SCALE_FACTOR"] = str(scale)
@@ -102,11 +104,15 @@ class Editor:
         self.display.activate(self.window)
 
     def _enter_path(self, title, path):
+        self.begin_to_answer(title, path)
+        self.display.wait_for_no_window(title)
+
+    def begin_to_answer(self, title, path):
+        """Types a path into the dialog and presses Return; does not wait for what follows."""
         dialog = self.display.wait_for_window(title)
         self.display.activate(dialog)
         self._type_into(self.controls.find("text"), str(path))
         self.display.key("Return")
-        self.display.wait_for_no_window(title)
 
     def _type_into(self, field, text):
         """Letters that no key of the layout has are typed by changing the layout for each,
@@ -154,6 +160,25 @@ class Editor:
         if not texts:
             raise Failure("the window shows no position")
         return texts[0]
+
+    def position_ms(self):
+        hours, minutes, seconds = self.position().split(":")
+        return round((int(hours) * 3600 + int(minutes) * 60 + float(seconds)) * 1000)
+
+    def wait_until_answering(self):
+        """Asks the window's thread one short question; returns the seconds it took."""
+        begin = time.monotonic()
+        wait_until(self._answers, ANSWER_SECONDS, "the window to answer at all")
+        return time.monotonic() - begin
+
+    def _answers(self):
+        if self._anchor is None:
+            self._anchor = self.controls.find(BUTTONS, PLAY)
+        try:
+            self.controls.area(self._anchor)
+        except Exception:  # no answer in the time that the client library waits
+            return False
+        return True
 
     def seconds_to_answer(self):
         """How long the window's thread takes to answer a question, such as a click is."""

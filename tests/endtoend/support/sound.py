@@ -15,6 +15,7 @@ FEED_SECONDS = 600.0
 # listener has been handed of it by then would hide the beginning of the sound.
 _NULL_SINK = ("module-null-sink sink_name={name} rate={rate} channels={channels} "
               "format=float32le norewinds=1")
+_SOURCE = "module-remap-source source_name={name} master={sink}.monitor"
 
 
 # What is played into the sink arrives at the source, which the toolkit lists as an
@@ -34,18 +35,26 @@ class SoundServer:
         for name in ("PULSE_SERVER", "PULSE_SINK", "PULSE_SOURCE"):
             self.environment.pop(name, None)
         self._process = None
-        self._modules = {}  # index by sink or source, for unplugging
         self.start()
 
     def start(self):
+        # Nobody can connect before everything is there.
+        script = self._folder / "server.pa"
+        script.write_text("\n".join([
+            f"load-module {self._sink(MICROPHONE_SINK, 1)}",
+            f"load-module {self._sink('speaker')}",
+            f"load-module {_SOURCE.format(name=MICROPHONE, sink=MICROPHONE_SINK)}",
+            "set-default-sink speaker",
+            f"set-default-source {MICROPHONE}",
+            "load-module module-native-protocol-unix", ""]))
         self._process = Process(
             ["pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
-             "--disable-shm=yes", "-L", "module-native-protocol-unix"],
+             "--disable-shm=yes", f"--file={script}"],
             self._folder / "pulseaudio.log", self.environment)
         wait_until(self._is_ready, START_SECONDS, "the sound server to answer")
-        self._modules.clear()
-        self.plug_in_microphone()
-        self.plug_in("speaker")
+
+    def _sink(self, name, channels=STEREO, rate=None):
+        return _NULL_SINK.format(name=name, rate=rate or self.rate, channels=channels)
 
     def _is_ready(self):
         if not self._process.is_running():
@@ -82,25 +91,30 @@ class SoundServer:
         """How many programs record at the moment."""
         return len(self.control("list", "short", "source-outputs").splitlines())
 
-    def _load(self, name, module):
-        self._modules[name] = self.control("load-module", *module.split()).strip()
+    def _load(self, module):
+        self.control("load-module", *module.split())
 
     def unplug(self, name):
         """Takes a sink or a source away. The server moves what played or recorded there to
         another one, if there is any."""
-        self.control("unload-module", self._modules.pop(name))
+        for line in self.control("list", "short", "modules").splitlines():
+            index, _, arguments = line.split("\t")[:3]
+            if not {f"sink_name={name}", f"source_name={name}"}.isdisjoint(arguments.split()):
+                self.control("unload-module", index)
 
-    def plug_in(self, sink):
+    def plug_in(self, sink, rate=None):
         """Adds a null sink; the default follows it."""
-        self._load(sink, _NULL_SINK.format(name=sink, rate=self.rate, channels=STEREO))
+        self._load(self._sink(sink, rate=rate))
         self.control("set-default-sink", sink)
 
+    def plug_in_source(self, source):
+        """Adds an input that hears what is fed; the default follows it."""
+        self._load(_SOURCE.format(name=source, sink=MICROPHONE_SINK))
+        self.control("set-default-source", source)
+
     def plug_in_microphone(self):
-        self._load(MICROPHONE_SINK,
-                   _NULL_SINK.format(name=MICROPHONE_SINK, rate=self.rate, channels=1))
-        self._load(MICROPHONE, f"module-remap-source source_name={MICROPHONE} "
-                               f"master={MICROPHONE_SINK}.monitor")
-        self.control("set-default-source", MICROPHONE)
+        self._load(self._sink(MICROPHONE_SINK, 1))
+        self.plug_in_source(MICROPHONE)
 
     def unplug_microphone(self):
         self.unplug(MICROPHONE)
@@ -121,6 +135,9 @@ class SoundServer:
     def freeze(self):
         """The server hangs: it is there, and never answers. stop() ends it all the same."""
         self._process.send(signal.SIGSTOP)
+
+    def thaw(self):
+        self._process.send(signal.SIGCONT)
 
     def stop(self):
         if self._process:

@@ -1,0 +1,116 @@
+"""What can happen to a sound server while the editor is at work, and what it may log then."""
+
+import re
+from dataclasses import dataclass
+from typing import Callable
+
+OTHER_RATE = 48000
+
+#: Printed before each line of the program's log.
+MESSAGE_PATTERN = "%{type}|%{category}|%{message}"
+#: What others say at any time: the toolkit of a table that assistive technology walks while
+#: it is filled, and the decoder of what it skips.
+_ALWAYS = ("QAccessibleTable::child: Invalid index", "[opus @")
+_LINE = re.compile(r"(debug|info|warning|critical|fatal)\|[^|]*\|(.*)")
+
+
+def _nothing(_sound):
+    pass
+
+
+@dataclass(frozen=True)
+class Fault:
+    """`strike` makes the fault, `relent` ends it; both are given the sound server."""
+
+    title: str
+    strike: Callable = _nothing
+    relent: Callable = _nothing
+    #: How long the fault lasts.
+    seconds: float = 3.0
+    #: Whether buttons are pressed meanwhile in a window that is idle.
+    time_to_poke: bool = True
+    server_at_start: bool = True
+    #: Whether there are devices once the fault is over.
+    devices_after: bool = True
+    #: Whether a window that has used the server finds it again, which toolkits differ in.
+    surely_back: bool = True
+    #: Sinks that may sound afterwards.
+    sinks: tuple = ("speaker",)
+    #: Beginnings of the warnings that belong to the fault.
+    warnings: tuple = ()
+
+
+_HANG = tuple(f"Audio{side}Node::{call}: the device thread has not answered"
+              for side in ("Output", "Input") for call in ("start", "stop"))
+_STALL = ("AudioOutputNode: stream stalled silently", "AudioInputNode: stream stalled silently")
+_ABSENT = ('AudioOutputNode: device', 'AudioInputNode: device')
+_DROP = ('"Stream error: ', '"pa_stream_peek() failed', "AudioOutputNode: state dropped from ActiveState",
+         "AudioInputNode: state dropped from ActiveState")
+_REFUSAL = ("PlatformConnection: the sound server does not answer",
+            "VelaEngine: no audio output device supports", "VelaEngine: cannot record")
+
+
+def _plug_in_everything(sound):
+    sound.plug_in("speaker")
+    sound.plug_in_microphone()
+
+
+def _replug_at_other_rate(sound):
+    sound.unplug("speaker")
+    sound.plug_in("speaker", rate=OTHER_RATE)
+
+
+def _change_defaults(sound):
+    sound.plug_in("other")
+    sound.plug_in_source("othermic")
+
+
+FAULTS = {
+    "Nothing": Fault("nothing at all", seconds=1.0),
+    "SinkUnloaded": Fault(
+        "sink unloaded, then loaded again",
+        strike=lambda sound: sound.unplug("speaker"),
+        relent=lambda sound: sound.plug_in("speaker")),
+    "SourceUnloaded": Fault(
+        "source unloaded, then loaded again",
+        strike=lambda sound: sound.unplug("mic"),
+        relent=lambda sound: sound.plug_in_source("mic")),
+    "AllUnloaded": Fault(
+        "every device unloaded, then loaded again",
+        strike=lambda sound: sound.unplug_everything(), relent=_plug_in_everything, warnings=_DROP + _STALL + _ABSENT),
+    "ServerKilled": Fault(
+        "server killed, and started again",
+        strike=lambda sound: sound.kill(), relent=lambda sound: sound.start(), seconds=0.5,
+        # A toolkit that finds no server after three seconds never looks again.
+        time_to_poke=False,
+        warnings=_DROP + _STALL),
+    "ServerLost": Fault(
+        "server killed, and started again too late",
+        strike=lambda sound: sound.kill(), relent=lambda sound: sound.start(), seconds=8.0,
+        surely_back=False, warnings=_DROP + _STALL + _HANG + ("PulseAudioService: pa_context",)),
+    "ServerStopped": Fault(
+        "server stopped, then continued",
+        strike=lambda sound: sound.freeze(), relent=lambda sound: sound.thaw(), seconds=4.0,
+        warnings=_STALL + _HANG),
+    "DefaultChanged": Fault("default sink and source changed", strike=_change_defaults,
+                            sinks=("speaker", "other")),
+    "RateChanged": Fault("sink comes back at another rate", strike=_replug_at_other_rate),
+    "NoServer": Fault("no server", server_at_start=False, devices_after=False,
+                      warnings=_REFUSAL),
+    "ServerLate": Fault(
+        "server started late", strike=lambda sound: sound.start(), server_at_start=False,
+        warnings=_REFUSAL),
+}
+
+
+def unexpected_lines(fault, log):
+    """Warnings that the fault does not explain, and whatever is no line of the toolkit's log."""
+    left = []
+    for line in filter(None, log.splitlines()):
+        match = _LINE.match(line)
+        if match and match[1] in ("debug", "info"):
+            continue
+        text = match[2] if match else line
+        if not text.startswith(_ALWAYS + fault.warnings):
+            left.append(line)
+    return left

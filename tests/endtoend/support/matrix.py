@@ -1,0 +1,77 @@
+"""Runs the classes of a matrix, each in a process and on a stage of its own, and tabulates."""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import time
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+from .faults import FAULTS
+
+WORKS = ("idle", "playing", "recording", "both", "importing", "saving")
+CLOSING_WORKS = ("idle", "playing", "recording", "importing", "saving")
+CLOSING = "closing"
+STAGES_AT_A_TIME = 2
+GROUP_SECONDS = 900
+_RESULTS = "VELA_MATRIX_RESULTS"
+
+
+def note(fault, work, **result):
+    """Adds the result of a cell to what the process that started this one collects."""
+    path = os.environ.get(_RESULTS)
+    if path:
+        with open(path, "a", encoding="utf-8") as file:
+            file.write(json.dumps({"fault": fault, "work": work, **result}) + "\n")
+
+
+def _run_group(script, program, group, folder):
+    """Returns whether the class passed; its report is printed in one piece."""
+    results = Path(folder) / f"{group}.json"
+    child = subprocess.run(
+        [sys.executable, script, program, group], stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=GROUP_SECONDS, check=False,
+        env=dict(os.environ, **{_RESULTS: str(results)}))
+    print(f"== {group}\n" + child.stdout.decode("utf-8", "replace"), flush=True)
+    lines = results.read_text("utf-8").splitlines() if results.exists() else []
+    return child.returncode == 0, [json.loads(line) for line in lines]
+
+
+def run_all(script, program):
+    """Every fault, several at a time; prints the table. Returns the exit code."""
+    begin = time.monotonic()
+    with tempfile.TemporaryDirectory() as folder, ThreadPoolExecutor(STAGES_AT_A_TIME) as pool:
+        outcomes = list(pool.map(lambda group: _run_group(script, program, group, folder), FAULTS))
+    cells = [cell for _, found in outcomes for cell in found]
+    print(table(cells))
+    failed = len(FAULTS) * (len(WORKS) + len(CLOSING_WORKS)) - len(cells)
+    print(f"in {time.monotonic() - begin:.0f} s")
+    print(f"{len(cells)} passed, {failed} failed", flush=True)
+    return 0 if failed == 0 and all(passed for passed, _ in outcomes) else 1
+
+
+def table(cells):
+    """What became of each work, the slowest answer and the time to the end, in seconds."""
+    columns = (*WORKS, CLOSING)
+    rows = ["| | " + " | ".join(columns) + " |", "|---" * (len(columns) + 1) + "|"]
+    for name, fault in FAULTS.items():
+        mine = [cell for cell in cells if cell["fault"] == name]
+        texts = [_cell_text([cell for cell in mine if cell["work"] == work]) for work in WORKS]
+        texts.append(_closing_text([cell for cell in mine if cell["work"].startswith(CLOSING)]))
+        rows.append(f"| {fault.title} | " + " | ".join(texts) + " |")
+    return "\n".join(rows)
+
+
+def _cell_text(found):
+    if not found:
+        return "failed"
+    cell = found[0]
+    return f"{cell['outcome']} ({cell['answer']:.2f}, {cell['end']:.1f})"
+
+
+def _closing_text(found):
+    if len(found) < len(CLOSING_WORKS):
+        return "failed"
+    return f"ends ({max(cell['end'] for cell in found):.1f})"
