@@ -103,6 +103,23 @@ private slots:
         QCOMPARE(render_fault::rendererThreads(), 0);
     }
 
+    // It may have missed its start, and fault yet: then stopping it would never end.
+    void aDecoderThatFinishesWithNothingIsNotWaitedFor()
+    {
+        const QString path = m_dir.filePath(QStringLiteral("nothing.wav"));
+        writeFile(path, media_files::wav(media_files::WavFormat::Int16, 1, kRateHz, {}));
+        auto file = std::make_unique<WatchedFile>(path);
+        QVERIFY(file->open(QIODevice::ReadOnly));
+        auto run = std::make_unique<DecoderRun>(std::move(file), -1, 50);
+        run->start();
+        QTRY_VERIFY(run->isDone());
+        QCOMPARE(run->state(), DecoderRun::State::Finished);
+        run.reset();
+        QCOMPARE(RetiredDecoder::count(), 1);
+        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        QCOMPARE(render_fault::rendererThreads(), 0);
+    }
+
     // Last, as its threads stay for good.
     void aFaultAfterTheDropLeavesTheWindowAlive()
     {
