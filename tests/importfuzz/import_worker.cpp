@@ -55,9 +55,9 @@ bool answer()
     // Some faults come when the decoder is already being seen off.
     while (RetiredDecoder::count() > 0)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    std::printf("%s %lld %d\n", outcomeOf(import), static_cast<long long>(import.elapsedMs),
-                guard.hasCaught() ? 1 : 0);
-    std::fflush(stdout);
+    (void)std::printf("%s %lld %d\n", outcomeOf(import), static_cast<long long>(import.elapsedMs),
+                      guard.hasCaught() ? 1 : 0);
+    (void)std::fflush(stdout);
     return true;
 }
 
