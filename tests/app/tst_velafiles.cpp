@@ -1,4 +1,5 @@
 #include "app/dialoganswers.h"
+#include "app/filework.h"
 #include "app/vela.h"
 #include "media/devices/mediaplatform.h"
 #include "project/projectfile.h"
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include <memory>
 #include <registerresources.h>
@@ -146,6 +148,19 @@ private slots:
         QCOMPARE(m_window->project(), before);
         QVERIFY(before->tainted);
         QCOMPARE(entries(), QStringList());
+    }
+
+    void closingWaitsForTheFileThatIsWorkedOn()
+    {
+        m_window->addTrack();
+        bool closedAtOnce = true;
+        const auto* work = m_window->findChild<FileWork*>();
+        connect(work, &FileWork::started, this,
+                [&] { QTimer::singleShot(0, this, [&] { closedAtOnce = m_window->close(); }); });
+        save(in(QStringLiteral("take.vela")));
+        QVERIFY(!closedAtOnce);
+        QCOMPARE(entries(), QStringList{"take.vela"});
+        QTRY_VERIFY(!m_window->isVisible());
     }
 
     void theNextDialogBeginsWhereTheLastFileWas()
