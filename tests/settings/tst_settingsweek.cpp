@@ -18,7 +18,7 @@ namespace {
 
 constexpr qint64 kSecondMs = 1000;
 constexpr qint64 kHourMs = 3600 * kSecondMs;
-constexpr qint64 kWeekMs = 7 * 24 * kHourMs;
+constexpr qint64 kWeekMs = qint64{7} * 24 * kHourMs;
 constexpr qint64 kStartMs = 1'700'000'000'000;
 constexpr qint64 kIntervalMs = 10 * kSecondMs;
 constexpr int kKeys = 40;

@@ -20,7 +20,7 @@ namespace {
 constexpr qint64 kSecondMs = 1000;
 constexpr qint64 kMinuteMs = 60 * kSecondMs;
 constexpr qint64 kHourMs = 60 * kMinuteMs;
-constexpr qint64 kWeekMs = 7 * 24 * kHourMs;
+constexpr qint64 kWeekMs = qint64{7} * 24 * kHourMs;
 
 constexpr qint64 kTickMs = 250;
 constexpr qint64 kMostJitterMs = 40;
