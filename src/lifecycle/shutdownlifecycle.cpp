@@ -200,8 +200,7 @@ void ShutdownLifecycle::runStartableTasks()
 {
     // Tasks are the business of objects that live on this thread.
     if (QThread::currentThread() != thread()) {
-        QMetaObject::invokeMethod(this, &ShutdownLifecycle::runStartableTasks,
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, "runStartableTasks", Qt::QueuedConnection);
         return;
     }
     // One at a time: any of them may finish, replace or register others.

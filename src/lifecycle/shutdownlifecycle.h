@@ -107,7 +107,7 @@ private:
 
     [[nodiscard]] QList<Record> recordsInOrder() const;
     [[nodiscard]] bool isReady() const;
-    void runStartableTasks();
+    Q_INVOKABLE void runStartableTasks();
     [[nodiscard]] std::function<void()> takeNextRun();
     [[nodiscard]] Outstanding outstanding() const;
     void dropIcons();
