@@ -70,11 +70,11 @@ FAULTS = {
     "SinkUnloaded": Fault(
         "sink unloaded, then loaded again",
         strike=lambda sound: sound.unplug("speaker"),
-        relent=lambda sound: sound.plug_in("speaker")),
+        relent=lambda sound: sound.plug_in("speaker"), warnings=_ABSENT),
     "SourceUnloaded": Fault(
         "source unloaded, then loaded again",
         strike=lambda sound: sound.unplug("mic"),
-        relent=lambda sound: sound.plug_in_source("mic")),
+        relent=lambda sound: sound.plug_in_source("mic"), warnings=_ABSENT),
     "AllUnloaded": Fault(
         "every device unloaded, then loaded again",
         strike=lambda sound: sound.unplug_everything(), relent=_plug_in_everything, warnings=_DROP + _STALL + _ABSENT),
@@ -94,7 +94,8 @@ FAULTS = {
         warnings=_STALL + _HANG),
     "DefaultChanged": Fault("default sink and source changed", strike=_change_defaults,
                             sinks=("speaker", "other")),
-    "RateChanged": Fault("sink comes back at another rate", strike=_replug_at_other_rate),
+    "RateChanged": Fault("sink comes back at another rate", strike=_replug_at_other_rate,
+                         warnings=_ABSENT),
     "NoServer": Fault("no server", server_at_start=False, devices_after=False,
                       warnings=_REFUSAL),
     "ServerLate": Fault(
