@@ -56,7 +56,8 @@ private:
 
     void addSound() const
     {
-        m_project->addTrack({}, 1)->samples = {signal_makers::constant(10 * kRateHz, 0.25F)};
+        m_project->addTrack({}, 1)->samples = {
+            signal_makers::constant(qsizetype{10} * kRateHz, 0.25F)};
     }
 
 private slots:

@@ -40,7 +40,7 @@ private slots:
         const TrackHandle take = engine.recordTrack();
         const QList<QList<float>>& samples = take->samples;
         QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPatienceMs);
-        const QList<float> spoken = signal_makers::counter(8 * kRateHz);
+        const QList<float> spoken = signal_makers::counter(qsizetype{8} * kRateHz);
         const SoundServer::Feeder feeder(m_server, spoken, 1);
         QTRY_VERIFY_WITH_TIMEOUT(samples.constFirst().contains(spoken.constFirst()), kPatienceMs);
 

@@ -108,7 +108,7 @@ protected:
 private:
     void deliver()
     {
-        const qint64 room = static_cast<qint64>(stream()->ring.freeSamples());
+        const auto room = static_cast<qint64>(stream()->ring.freeSamples());
         const qint64 count = std::min(room, m_samples - m_next);
         m_chunk.resize(static_cast<std::size_t>(count));
         for (float& sample : m_chunk)
@@ -136,7 +136,8 @@ NodeWatchdog::State impatientWatchdog()
     return state;
 }
 
-FakeInputNode::FakeInputNode(Sound sound, qint64 samples, const NodeWatchdog::State& watchdog)
+FakeInputNode::FakeInputNode(const Sound& sound, qint64 samples,
+                             const NodeWatchdog::State& watchdog)
     : FakeInputNode(std::make_shared<InputShare>(), sound, samples, watchdog)
 {
 }

@@ -22,7 +22,7 @@ public:
     /// Sample number `i`, counted from 0. Called on the device thread.
     using Sound = std::function<float(qint64 i)>;
 
-    explicit FakeInputNode(Sound sound = {}, qint64 samples = 0,
+    explicit FakeInputNode(const Sound& sound = {}, qint64 samples = 0,
                            const media::audio::NodeWatchdog::State& watchdog = {});
 
     /// The device says that it is broken.

@@ -94,7 +94,7 @@ public:
     [[nodiscard]] QAudio::Error error() const { return QAudio::NoError; }
 
 signals:
-    void stateChanged(QAudio::State state);
+    void stateChanged(QAudio::State);
 
 private:
     void note(const char* what) const
