@@ -107,6 +107,14 @@ private:
 /// Takes work from the owner's thread and does it on the device thread.
 class DeviceThread::Queue : public QObject {
 public:
+    Queue() = default;
+
+    // Seen by race detectors, which do not see the toolkit's own wait: the thread
+    // left this object when it let go of the lock.
+    ~Queue() override { const std::lock_guard lock(m_lock); }
+
+    Q_DISABLE_COPY_MOVE(Queue)
+
     void push(Work work)
     {
         {
