@@ -1,0 +1,95 @@
+#include "media/audio/audiooutputnode.h"
+#include "media/devices/devicemanager.h"
+#include "media/devices/mediaplatform.h"
+#include "support/logcatcher.h"
+#include "support/soundserver.h"
+
+#include <QAudioDevice>
+#include <QCoreApplication>
+#include <QTest>
+
+#include <algorithm>
+#include <atomic>
+
+using media::audio::AudioOutputNode;
+using media::devices::DeviceManager;
+
+namespace {
+
+constexpr int kPatienceMs = 20000;
+constexpr int kAttempts = 8;
+
+/// Longer than a player may take, so that the stream most likely dies meanwhile.
+constexpr unsigned long kSlowMs = 15;
+
+QAudioFormat stereo()
+{
+    QAudioFormat format;
+    format.setSampleFormat(QAudioFormat::Float);
+    format.setSampleRate(44100);
+    format.setChannelCount(2);
+    return format;
+}
+
+} // namespace
+
+/// A loudspeaker that goes just as it is fed, which makes the toolkit lose a lock.
+/// What is tested is that the process ends after all: it hung at its very end, and
+/// the time that the suite may take would be over.
+class TestNodeLostLock : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void initTestCase() { QVERIFY(m_server.start()); }
+
+    void streamThatDiesJustAsItIsFedHoldsNothingUp()
+    {
+        LogCatcher log;
+        log.tolerate(QtWarningMsg, "Entity killed");
+        log.tolerate(QtWarningMsg, "is no longer present on the host");
+        bool lost = false;
+        for (int attempt = 0; attempt < kAttempts && !lost; ++attempt) {
+            QTRY_VERIFY_WITH_TIMEOUT(!speaker().isNull(), kPatienceMs);
+            QVERIFY(playUntilItGoes());
+            lost = !log.texts(QtWarningMsg).filter("pa_stream_begin_write error").isEmpty();
+            QVERIFY(lost || m_server.loadSink("speaker"));
+        }
+    }
+
+private:
+    /// As the platform has it now, past what is remembered.
+    static QAudioDevice speaker() { return DeviceManager::instance().defaultAudioOutput(); }
+
+    [[nodiscard]] bool playUntilItGoes()
+    {
+        std::atomic<int> pulls = 0;
+        AudioOutputNode node;
+        node.configure(speaker(), stereo(), 8192);
+        node.setPullCallback([&pulls](float* samples, qint64 frames) {
+            ++pulls;
+            std::fill_n(samples, frames, 0.125F);
+            QThread::msleep(kSlowMs);
+            return frames;
+        });
+        node.setPullMode(true);
+        node.start();
+        const bool playing = QTest::qWaitFor([&] { return pulls > 10; }, kPatienceMs);
+        const bool gone = m_server.unloadSink("speaker");
+        QTest::qWait(300); // the stream dies; the watchdog is slower
+        node.stop();
+        return playing && gone && QTest::qWaitFor([] { return speaker().isNull(); }, kPatienceMs);
+    }
+
+    SoundServer m_server{SoundServer::Options{.withMicrophone = false}};
+};
+
+int main(int argc, char* argv[])
+{
+    prepareMediaPlatform();
+    QCoreApplication application(argc, argv);
+    TestNodeLostLock test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_nodelostlock.moc"
