@@ -37,7 +37,7 @@ DecoderRun::~DecoderRun()
     // stop() says "finished", and buffers may follow even then.
     m_decoder->disconnect(this);
     // One that has finished with nothing may have missed its start, and start yet.
-    const bool isThrough = m_state == State::Finished && !m_hasGivenNothing;
+    const bool isThrough = m_state == State::Finished && m_hasGivenSamples;
     if (m_guard->hasCaught())
         RetiredDecoder::abandon(std::move(m_decoder), std::move(m_file), std::move(m_guard));
     else if (!isThrough)
@@ -69,7 +69,7 @@ void DecoderRun::takeBuffer()
     m_hasDelivered = true;
     if (!buffer.isValid())
         return;
-    m_hasGivenNothing = false;
+    m_hasGivenSamples = true;
     if (m_samples.isEmpty())
         m_samples.expect(expectedFrames(buffer.format()));
     m_samples.add(buffer);

@@ -84,7 +84,7 @@ private:
     qint64 m_knownDurationMs;
     QTimer m_ticker;
     SampleCollector m_samples;
-    bool m_hasGivenNothing = true;
+    bool m_hasGivenSamples = false;
     State m_state = State::Running;
     QString m_errorText;
     int m_patienceTicks;

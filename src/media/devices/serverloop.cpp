@@ -1,6 +1,8 @@
 #include "media/devices/serverloop.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <dlfcn.h>
 #include <memory>
 #include <mutex>
@@ -50,6 +52,7 @@ void drop(pa_threaded_mainloop* loop)
 
 /// Where the toolkit puts what it writes to a dead stream; null otherwise.
 thread_local std::unique_ptr<char[]> lostSamples;
+constexpr std::size_t kMostLostBytes = std::size_t{1} << 16;
 
 template <typename Function>
 Function* librarysOwn(const char* name)
@@ -87,6 +90,7 @@ int pa_stream_begin_write(pa_stream* p, void** data, size_t* nbytes)
     const int result = begin(p, data, nbytes);
     if (result >= 0 || pa_stream_get_state(p) == PA_STREAM_READY)
         return result;
+    *nbytes = std::min(*nbytes, kMostLostBytes); // it may ask for all there is
     lostSamples = std::make_unique<char[]>(*nbytes);
     *data = lostSamples.get();
     return 0;
