@@ -40,8 +40,10 @@ if(VELA_COVERAGE)
 endif()
 
 # vela_add_library(<name> HEADERS ... [SOURCES ...] [LINKS ...])
-# One folder, one library. What is linked is all that the folder may include;
-# every header must compile alone (target all_verify_interface_header_sets).
+# One folder, one library. What is linked is all that the folder may include. The
+# compiler would find more, as src is everybody's include directory: the test
+# test_documents sees to it. Every header must compile alone (target
+# all_verify_interface_header_sets).
 function(vela_add_library name)
   cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES;LINKS" ${ARGN})
   if(ARG_SOURCES)

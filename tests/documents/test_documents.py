@@ -41,6 +41,38 @@ def diagrams(text):
     return re.findall(r"^```mermaid\n(.*?)^```", text, flags=re.S | re.M)
 
 
+def libraries_of_the_build():
+    """Each library of src, with those it links: in its own rule, or in one of its own."""
+    libraries = {}
+    for rules in (ROOT / "src").rglob("CMakeLists.txt"):
+        text = re.sub(r"#.*", "", rules.read_text("utf-8"))
+        for name, body in re.findall(r"vela_add_library\(\s*vela_(\w+)([^)]*)\)", text):
+            linked = re.findall(r"\bvela_(\w+)", body.partition("LINKS")[2])
+            libraries.setdefault(name, set()).update(linked)
+        for name, body in re.findall(r"target_link_libraries\(\s*vela_(\w+)([^)]*)\)", text):
+            linked = set(re.findall(r"\bvela_(\w+)", body)) - {"build_options"}
+            libraries.setdefault(name, set()).update(linked)
+    return libraries
+
+
+def reachable(libraries, name):
+    """The library and all that it links, directly or through others."""
+    found, waiting = set(), [name]
+    while waiting:
+        library = waiting.pop()
+        if library not in found:
+            found.add(library)
+            waiting.extend(libraries.get(library, ()))
+    return found
+
+
+def library_of(header):
+    """The library of a file, by its path from src: that of its folder, but for one header."""
+    if header == "engine/audiocontext.h":
+        return "audio_context"
+    return header.rpartition("/")[0].replace("/", "_")
+
+
 def is_path(span):
     looks = "/" in span or re.search(r"\.(md|h|cpp|py|txt|json|ts)$", span)
     return bool(looks) and " " not in span and not span.startswith(("-", "http"))
@@ -121,12 +153,28 @@ class Documents(unittest.TestCase):
     def test_arrows_between_folders_are_those_of_the_build(self):
         drawing = diagrams(self.texts[ROOT / "docs/architecture.md"])[0]
         drawn = set(re.findall(r"^ *(\w+)(?:\[.*?\])? --> (\w+)", drawing, flags=re.M))
-        built = set()
-        for rules in (ROOT / "src").rglob("CMakeLists.txt"):
-            libraries = re.findall(r"vela_add_library\(vela_(\w+)([^)]*)\)", rules.read_text("utf-8"))
-            built |= {(name, link) for name, body in libraries
-                      for link in re.findall(r"\bvela_(\w+)", body.partition("LINKS")[2])}
+        built = {(name, link) for name, links in libraries_of_the_build().items()
+                 for link in links}
         self.assertEqual(drawn, built)
+
+    def test_a_folder_includes_only_what_its_library_links(self):
+        # The compiler does not see to it: all folders share one include directory.
+        libraries = libraries_of_the_build()
+        included = 0
+        for source in sorted((ROOT / "src").rglob("*.*")):
+            if source.suffix not in {".h", ".cpp"}:
+                continue
+            library = library_of(source.relative_to(ROOT / "src").as_posix())
+            self.assertIn(library, libraries)
+            includes = re.findall(r'^ *# *include *([<"])([^>"]+\.h)[>"]',
+                                  source.read_text("utf-8"), flags=re.M)
+            for mark, header in includes:
+                if mark == "<" and not (ROOT / "src" / header).exists():
+                    continue  # another library's: <pulse/stream.h>
+                included += 1
+                with self.subject(source, header):
+                    self.assertIn(library_of(header), reachable(libraries, library))
+        self.assertGreater(included, 100)
 
     def test_every_thread_of_ours_is_in_the_table(self):
         table = self.texts[ROOT / "docs/architecture.md"].split("## Threads")[1].split("\n\n")[1]
