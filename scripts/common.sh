@@ -1,4 +1,5 @@
-# Shared by the scripts at the root. Sourced with the working directory at the root.
+# Sourced by ./run, ./test, ./bench, scripts/lint and packaging/check_package.sh, with the
+# working directory at the root.
 
 say()
 {

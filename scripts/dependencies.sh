@@ -1,5 +1,6 @@
 # What building, testing and touring need, and how it gets onto the machine.
-# Sourced by ./run, ./test, ./bench and scripts/lint; expects scripts/common.sh.
+# Sourced by ./run, ./test, ./bench, scripts/lint and packaging/check_package.sh; expects
+# scripts/common.sh.
 #
 # One line each: Debian package, then how another system shows that it has it
 # (cmd: a command, pc: a pkg-config module, "-" where only Debian is asked).

@@ -26,8 +26,9 @@ struct ShutdownTask {
     bool started = false;
 
     /// Hurries the work up. Called at most once per requested shutdown, on the
-    /// coordinator's thread whoever requests it, with no lock held. It must not
-    /// block, as no deadline can end it; it may finish its task at once, later
-    /// from any thread, or leave it to its deadline.
+    /// coordinator's thread whoever requests it, with no lock held. It may do its
+    /// work there and then where that is as short as writing a small file, but
+    /// wait for nothing that may not come, as no deadline can end it. It may
+    /// finish its task at once, later from any thread, or leave it to its deadline.
     std::function<void()> run;
 };

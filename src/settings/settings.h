@@ -14,11 +14,15 @@ class QSettings;
 /// The application's persistent key/value store. Changes are written to disk at
 /// once after a quiet time, and gathered into one write otherwise, so that a
 /// burst of them costs no more than one write in any kWriteInterval. What is
-/// not written yet is announced to the shutdown coordinator as a task.
+/// not written yet is announced to the shutdown coordinator as a task. The task
+/// bears the store's name, so there is one store of a name: a second one's task
+/// would replace the first one's, and the end would not wait for both.
 ///
 /// Lives on one thread, that of the application object. Nothing throws. A write
 /// blocks for as long as the disk takes, and replaces the file as a whole, so
-/// that neither a crash nor a second program leaves half a file.
+/// that neither a crash nor a second program leaves half a file. Before that it
+/// waits for other programs that write the same file, and for half a second at
+/// most (kEmptyLockGrace) for one that was killed as it began to.
 class Settings : public QObject {
     Q_OBJECT
 
@@ -84,7 +88,7 @@ private:
                        const QString& applicationVersion);
     void openStore();
     void requestSync();
-    void flush();
+    void flush(); // returns when all is written
     void writeToDisk();
     void beginFlushTask();
     void endFlushTask();
