@@ -3,6 +3,7 @@
 import json
 import re
 import unittest
+from email.utils import parsedate_to_datetime
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -253,6 +254,36 @@ class Documents(unittest.TestCase):
         installed = set(re.findall(r"^([a-z0-9+.-]+) +(?:cmd:|pc:|-$)", script, flags=re.M))
         self.assertGreater(len(installed), 20)
         self.assertEqual(listed, installed)
+
+
+class Version(unittest.TestCase):
+    """The version stands in each of these places, and is the same."""
+
+    def found(self, path, pattern):
+        match = re.search(pattern, (ROOT / path).read_text("utf-8"), flags=re.M)
+        self.assertIsNotNone(match, path)
+        return match
+
+    def test_the_version_is_the_same_everywhere(self):
+        places = {
+            "CMakeLists.txt": r"^project\(Vela VERSION ([\d.]+)",
+            "src/settings/identity.h": r'\bkVersion\[\] = u"([\d.]+)"',
+            "packaging/vela.1": r'^\.TH .* Editor ([\d.]+)"',
+            "packaging/com.quorix.Vela.metainfo.xml": r'<release version="([\d.]+)"',
+            "packaging/changelog.Debian": r"\Avela-audio-editor \(([\d.]+)-\d+\)",
+            "CHANGELOG.md": r"^## \[(\d[\d.]*)\]",
+        }
+        versions = {path: re.sub(r"(\.0)+$", "", self.found(path, pattern).group(1))
+                    for path, pattern in places.items()}  # 1.0 is 1.0.0
+        self.assertEqual(len(set(versions.values())), 1, versions)
+
+    def test_the_day_of_the_release_is_the_same_everywhere(self):
+        metainfo = self.found("packaging/com.quorix.Vela.metainfo.xml",
+                              r'<release version="[\d.]+" date="([\d-]+)"').group(1)
+        changelog = self.found("CHANGELOG.md", r"^## \[\d[\d.]*\] - (.*)$").group(1)
+        debian = self.found("packaging/changelog.Debian", r"^ -- .*>  (.*)$").group(1)
+        day = parsedate_to_datetime(debian).date().isoformat()
+        self.assertEqual({metainfo, changelog, day}, {metainfo})
 
 
 def spelled(key):
