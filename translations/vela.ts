@@ -34,6 +34,10 @@
         <source>Failed to decode: %1</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>%1 does not fit into memory</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>DeflateDevice</name>

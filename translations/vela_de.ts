@@ -34,6 +34,10 @@
         <source>Failed to decode: %1</source>
         <translation>Lässt sich nicht dekodieren: %1</translation>
     </message>
+    <message>
+        <source>%1 does not fit into memory</source>
+        <translation>%1 passt nicht in den Arbeitsspeicher</translation>
+    </message>
 </context>
 <context>
     <name>DeflateDevice</name>

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace {
@@ -100,6 +101,8 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
             break;
         case DecoderRun::State::Crashed:
             return failToDecode(path);
+        case DecoderRun::State::TooLarge:
+            return failToKeep(path);
         case DecoderRun::State::Running:
             Q_UNREACHABLE();
         }
@@ -124,7 +127,11 @@ TrackHandle AudioImporter::finish(const QString& path, SampleCollector& samples)
     const int sourceChannels = samples.sourceChannels();
     auto track = TrackHandle::create(QFileInfo(path).baseName(), trackChannelsFor(sourceChannels),
                                      samples.sampleRate());
-    track->samples = samples.takeChannels();
+    try {
+        track->samples = samples.takeChannels();
+    } catch (const std::bad_alloc&) {
+        return failToKeep(path);
+    }
     emit progressChanged(100);
     qDebug() << "Imported" << path << ":" << track->length() << "samples," << sourceChannels
              << "channels," << track->sampleRate << "Hz";
@@ -145,4 +152,9 @@ TrackHandle AudioImporter::failToRead(const QFile& file)
 TrackHandle AudioImporter::failToDecode(const QString& path)
 {
     return fail(tr("Failed to decode: %1").arg(path));
+}
+
+TrackHandle AudioImporter::failToKeep(const QString& path)
+{
+    return fail(tr("%1 does not fit into memory").arg(path));
 }

@@ -25,7 +25,8 @@ public:
     /// this importer from being destroyed meanwhile.
     ///
     /// Returns null after exactly one `errorOccurred()`, whatever the file is:
-    /// a decoder that goes silent is given up. Returns null without a signal if
+    /// a decoder that goes silent is given up, and so is a file whose samples do
+    /// not fit into memory. Returns null without a signal if
     /// it was cancelled, if the application quit meanwhile, and at once, without
     /// any effect, if this importer is already busy with a file.
     [[nodiscard]] TrackHandle importFile(const QString& path);
@@ -53,6 +54,7 @@ private:
     TrackHandle fail(const QString& message);
     TrackHandle failToRead(const QFile& file);
     TrackHandle failToDecode(const QString& path);
+    TrackHandle failToKeep(const QString& path);
 
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
     bool m_busy = false;

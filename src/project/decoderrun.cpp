@@ -1,11 +1,13 @@
 #include "project/decoderrun.h"
 
+#include "project/memorybudget.h"
 #include "project/retireddecoder.h"
 #include "project/wavlayout.h"
 
 #include <QAudioBuffer>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace {
@@ -64,6 +66,16 @@ void DecoderRun::takeBuffer()
 {
     if (isDone() || m_guard->hasCaught())
         return;
+    try {
+        collectBuffer();
+    } catch (const std::bad_alloc&) {
+        m_samples = {};
+        settle(State::TooLarge);
+    }
+}
+
+void DecoderRun::collectBuffer()
+{
     const QAudioBuffer buffer = m_decoder->read();
     m_idleTicks = 0;
     m_hasDelivered = true;
@@ -83,13 +95,17 @@ qint64 DecoderRun::durationMs() const
 }
 
 // A damaged file may claim years. What stores less than a byte a sample takes
-// longer to decode than its list takes to grow.
+// longer to decode than its list takes to grow. What memory cannot hold anyway need
+// not be reserved.
 qint64 DecoderRun::expectedFrames(const QAudioFormat& format) const
 {
     const qint64 rateHz = std::max(format.sampleRate(), 1);
     const qint64 storable = m_file->size() / std::max(format.channelCount(), 1);
     const qint64 storableMs = storable * kMsPerSecond / rateHz;
-    return (std::clamp<qint64>(durationMs(), 0, storableMs) + kRoundingMs) * rateHz / kMsPerSecond;
+    const qint64 likely =
+        (std::clamp<qint64>(durationMs(), 0, storableMs) + kRoundingMs) * rateHz / kMsPerSecond;
+    const qint64 frameBytes = qint64{sizeof(float)} * trackChannelsFor(format.channelCount());
+    return std::min(likely, affordableMemoryBytes() / frameBytes);
 }
 
 void DecoderRun::reportProgress()

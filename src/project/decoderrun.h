@@ -27,6 +27,7 @@ public:
         Failed,   ///< the decoder reported an error
         Stalled,  ///< no sign of life for too long
         Crashed,  ///< the decoder's thread was put to sleep in a fault
+        TooLarge, ///< there is no memory for what it decodes; nothing is kept of it
     };
 
     /// A decoder is given up after some ticks of kTickMs in a row without a buffer
@@ -72,6 +73,7 @@ private:
     [[nodiscard]] qint64 durationMs() const;
     [[nodiscard]] qint64 expectedFrames(const QAudioFormat& format) const;
     void takeBuffer();
+    void collectBuffer();
     void reportProgress();
     void finish();
     void fail();

@@ -1,0 +1,106 @@
+// Memory runs out while a file is imported. A suite of its own, as the sanitizers know
+// no limit of the address space.
+
+#include "media/devices/mediaplatform.h"
+#include "project/importing.h"
+#include "support/files.h"
+#include "support/mediafiles.h"
+
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+using media_files::WavFormat;
+
+namespace {
+
+constexpr qint64 kMebibyte = qint64{1024} * 1024;
+constexpr int kRateHz = 44100;
+
+/// Leaves this process `bytes` more than it has, for as long as it lives.
+class AddressSpaceLimit {
+public:
+    explicit AddressSpaceLimit(qint64 bytes)
+    {
+        const qint64 pages =
+            readFile(QStringLiteral("/proc/self/statm")).split(' ')[0].toLongLong();
+        m_isSet = ::getrlimit(RLIMIT_AS, &m_before) == 0;
+        const rlimit limit{rlim_t(pages * ::sysconf(_SC_PAGESIZE) + bytes), m_before.rlim_max};
+        m_isSet = m_isSet && ::setrlimit(RLIMIT_AS, &limit) == 0;
+    }
+
+    ~AddressSpaceLimit() { ::setrlimit(RLIMIT_AS, &m_before); }
+    Q_DISABLE_COPY_MOVE(AddressSpaceLimit)
+
+    [[nodiscard]] bool isSet() const { return m_isSet; }
+
+private:
+    rlimit m_before{};
+    bool m_isSet = false;
+};
+
+} // namespace
+
+class TestAudioImporterMemory : public QObject {
+    Q_OBJECT
+
+private:
+    // One byte a sample, which takes four in memory; silence, which takes no disk.
+    QString silence(qint64 frames, int channels) const
+    {
+        const qint64 bytes = frames * channels;
+        QByteArray header = media_files::wav(WavFormat::UInt8, channels, kRateHz, {}).left(44);
+        const auto patch = [&header](qsizetype at, qint64 size) {
+            for (int byte = 0; byte < 4; ++byte)
+                header[at + byte] = static_cast<char>(size >> (8 * byte));
+        };
+        patch(4, 36 + bytes);
+        patch(40, bytes);
+        const QString path = m_dir.filePath(QStringLiteral("silence.wav"));
+        writeFile(path, header);
+        QFile file(path);
+        return file.resize(44 + bytes) ? path : QString();
+    }
+
+    QTemporaryDir m_dir;
+
+private slots:
+
+    void samplesThatDoNotFitAreOneErrorAndTheProgramLives_data()
+    {
+        QTest::addColumn<int>("channels");
+        QTest::newRow("converted while they arrive") << 1;
+        QTest::newRow("converted in the end") << 4;
+    }
+
+    void samplesThatDoNotFitAreOneErrorAndTheProgramLives()
+    {
+        QFETCH(int, channels);
+        const QString path = silence(128 * kMebibyte / channels, channels);
+        {
+            const AddressSpaceLimit limit(256 * kMebibyte);
+            QVERIFY(limit.isSet());
+            const Import import(path);
+            QVERIFY(import.failed());
+            QCOMPARE(import.errors, QStringList{path + " does not fit into memory"});
+        }
+        const Import next(silence(1000, 1));
+        QVERIFY(next.succeeded());
+        QCOMPARE(next.track->length(), 1000);
+    }
+};
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("PULSE_SERVER", "unix:/nonexistent");
+    prepareMediaPlatform();
+    const QGuiApplication application(argc, argv);
+    TestAudioImporterMemory suite;
+    return QTest::qExec(&suite, argc, argv);
+}
+
+#include "tst_audioimportermemory.moc"
