@@ -26,7 +26,7 @@ void prepareToPlay(VelaProject& project, bool loop)
             project.cursor.position = low;
         return;
     }
-    const bool selected = project.selectionStart >= 0 && low != high;
+    const bool selected = project.hasSelection();
     project.loopStart = selected ? low : project.cursor.position;
     project.loopEnd = selected ? high : project.length();
     project.looping = project.loopStart < project.loopEnd;

@@ -52,6 +52,8 @@ private slots:
             7000);
         row("loop from the cursor with an empty selection", true, 300, 300, 7000, true, 7000, 10000,
             7000);
+        row("loop from the cursor when the selection ends before the beginning", true, 5000, -3,
+            7000, true, 7000, 10000, 7000);
         row("nothing to loop at the end", true, -1, -1, 10000, false, 10000, 10000, 10000);
         row("nothing to loop past the end", true, 20, 20, 12000, false, 12000, 10000, 12000);
         row("play from the cursor", false, -1, -1, 7000, false, 0, 0, 7000);
