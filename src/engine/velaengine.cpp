@@ -172,12 +172,14 @@ void VelaEngine::startPlayback()
     m_project->play = m_project->cursor;
     m_playing = true;
     m_mixedSinceStart = false;
+    m_ended = false;
     m_playoutWait.reset();
+    // First, for it sets the figures to zero, and the first blocks count.
+    updateDiagnosticsTimer();
     // The device asks for samples the moment it starts.
     fillRing();
     m_outputNode->start();
     m_playTimer->start();
-    updateDiagnosticsTimer();
 }
 
 void VelaEngine::stopPlayback()
@@ -186,6 +188,7 @@ void VelaEngine::stopPlayback()
     if (m_outputNode)
         m_outputNode->stop();
     m_playing = false;
+    m_ended = false;
     if (m_project)
         m_project->playing = false;
     updateDiagnosticsTimer();
@@ -197,8 +200,11 @@ void VelaEngine::pumpPlayback()
         return;
     if (m_diagnostics)
         m_figures.noteTick();
-    fillRing();
-    if (transport::isAtEnd(*m_project))
+    if (!m_ended) {
+        fillRing();
+        m_ended = transport::isAtEnd(*m_project);
+    }
+    if (m_ended)
         finishPlayback();
 }
 

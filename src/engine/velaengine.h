@@ -136,6 +136,9 @@ private:
     TrackHandle m_recordTrack;
     std::optional<TakeWriter> m_takeWriter; ///< while there is a record track
     bool m_mixedSinceStart = false;
+    /// Playback has met its end and is heard out; a longer project does not
+    /// bring it back.
+    bool m_ended = false;
     PlayoutWait m_playoutWait;
     QElapsedTimer m_clock;
 

@@ -11,7 +11,9 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
+#include <algorithm>
 #include <memory>
 
 using media::devices::DeviceManager;
@@ -58,6 +60,15 @@ private:
     {
         m_project->addTrack({}, 1)->samples = {
             signal_makers::constant(qsizetype{10} * kRateHz, 0.25F)};
+    }
+
+    /// Of the one pump that runs.
+    [[nodiscard]] static bool waitForATick(const VelaEngine& engine)
+    {
+        const auto timers = engine.findChildren<QTimer*>();
+        const auto pump = std::find_if(timers.cbegin(), timers.cend(),
+                                       [](const QTimer* timer) { return timer->isActive(); });
+        return pump != timers.cend() && QSignalSpy(*pump, &QTimer::timeout).wait(kPatienceMs);
     }
 
 private slots:
@@ -155,6 +166,27 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
     }
 
+    // Three blocks reach past the end, and nobody takes them.
+    void anEndThatWasMetStaysTheEnd()
+    {
+        m_output = QSharedPointer<FakeOutputNode>::create();
+        // The watchdog and the end lose patience after the same time.
+        m_log->tolerate(QtWarningMsg, QStringLiteral("stream stalled silently"));
+        const TrackHandle track = m_project->addTrack({}, 1);
+        track->samples = {signal_makers::constant(3000, 0.25F)};
+        const auto engine = makeEngine();
+        QSignalSpy stopped(engine.get(), &VelaEngine::playbackStopped);
+        engine->startPlayback();
+        QVERIFY(waitForATick(*engine));
+        track->samples[0].resize(13000);
+        QTRY_COMPARE_WITH_TIMEOUT(stopped.size(), 1, kPatienceMs);
+        QCOMPARE(m_project->play.position, 3072);
+
+        engine->startPlayback();
+        QCOMPARE(m_project->play.position, 13 * 1024);
+        engine->stopPlayback();
+    }
+
     void microphoneThatIsConnectedLaterIsFound()
     {
         const auto microphones = [] { return DeviceManager::instance().audioInputs().size(); };
@@ -204,8 +236,23 @@ private slots:
         QVERIFY(m_log->texts(QtWarningMsg).isEmpty());
     }
 
-    // Eight blocks fill the output's ring, nobody takes them: 16384 of its 32767
-    // samples are left.
+    // Fifteen blocks fill the output's ring, nobody takes them: 2047 of its 32767
+    // samples are left, one too few for another.
+    void firstDiagnosticLineHasTheFirstFill()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        const auto lines = [this] { return m_log->texts(QtWarningMsg); };
+        QTRY_VERIFY_WITH_TIMEOUT(!lines().isEmpty(), kPatienceMs);
+        QVERIFY2(lines()[0].startsWith("[VELA-DIAG] play=true rec=false | OUT underrun=0 drop=0 "
+                                       "headroomSamp=2047 blocks/s=15 | "),
+                 qPrintable(lines()[0]));
+        engine->stopPlayback();
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+
     void diagnosticLineComesEverySecondAndAtTheLastStop()
     {
         QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
