@@ -50,11 +50,21 @@ QString askOpen(QWidget* parent, const QString& startPath)
                                         startPath, openFilter());
 }
 
+// The dialog asks before a file is replaced, but knows the name only as it was
+// typed: where the whole name is that of a file, it is proposed to it.
 QString askSave(QWidget* parent, const QString& startPath)
 {
-    const QString path = QFileDialog::getSaveFileName(
-        parent, text(QT_TRANSLATE_NOOP("Vela", "Save Project")), startPath, projectFilter());
-    return path.isEmpty() ? path : withProjectExtension(path);
+    QString proposed = startPath;
+    while (true) {
+        const QString typed = QFileDialog::getSaveFileName(
+            parent, text(QT_TRANSLATE_NOOP("Vela", "Save Project")), proposed, projectFilter());
+        if (typed.isEmpty())
+            return {};
+        const QString whole = withProjectExtension(typed);
+        if (whole == typed || !QFileInfo::exists(whole))
+            return whole;
+        proposed = whole;
+    }
 }
 
 bool isProjectFile(const QString& path)

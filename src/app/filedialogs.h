@@ -16,7 +16,8 @@ namespace file_dialogs {
 [[nodiscard]] QString askOpen(QWidget* parent, const QString& startPath);
 
 /// Asks where to save the project; empty if the user cancels. Adds the project
-/// extension unless the name has it in any letter case.
+/// extension unless the name has it in any letter case. No file is named that
+/// the user has not agreed to replace.
 [[nodiscard]] QString askSave(QWidget* parent, const QString& startPath);
 
 /// True when the name ends in the project extension, in any letter case.

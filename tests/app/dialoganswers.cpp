@@ -11,20 +11,31 @@ namespace {
 
 constexpr int kPollIntervalMs = 10;
 
-// Calls `answer` with the next modal window of that type.
-template <typename Dialog, typename Answer>
-void whenOpen(Answer answer)
+// Calls `answer` with the next modal window of that type which `isMeant`.
+template <typename Dialog, typename IsMeant, typename Answer>
+void whenOpen(IsMeant isMeant, Answer answer)
 {
     auto* poll = new QTimer(qApp);
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, isMeant, answer] {
         auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
-        if (!dialog)
+        if (!dialog || !isMeant(dialog))
             return;
         poll->stop();
         poll->deleteLater();
         answer(dialog);
     });
     poll->start(kPollIntervalMs);
+}
+
+template <typename Dialog, typename Answer>
+void whenOpen(Answer answer)
+{
+    whenOpen<Dialog>([](const Dialog*) { return true; }, answer);
+}
+
+QLineEdit* nameEdit(const QFileDialog* dialog)
+{
+    return dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
 }
 
 } // namespace
@@ -51,7 +62,18 @@ void dialog_answers::chooseInNextFileDialog(const QString& path, QString* folder
             dialog->reject();
             return;
         }
-        dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(path);
+        nameEdit(dialog)->setText(path);
         QMetaObject::invokeMethod(dialog, "accept");
     });
+}
+
+void dialog_answers::acceptProposal(const QString& name)
+{
+    whenOpen<QFileDialog>(
+        [name](const QFileDialog* dialog) { return nameEdit(dialog)->text() == name; },
+        [](QFileDialog* dialog) {
+            QMetaObject::invokeMethod(dialog, "accept");
+            if (dialog->isVisible())
+                dialog->reject();
+        });
 }

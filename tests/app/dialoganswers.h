@@ -15,4 +15,8 @@ void pressInNextBox(const QString& text, QStringList* seen);
 /// `folder`, which must live until then, becomes the folder that the dialog showed.
 void chooseInNextFileDialog(const QString& path, QString* folder = nullptr);
 
+/// Accepts the file dialog that proposes `name` by itself, and cancels it if it
+/// is still open then.
+void acceptProposal(const QString& name);
+
 } // namespace dialog_answers

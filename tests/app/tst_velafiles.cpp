@@ -112,6 +112,41 @@ private slots:
         QVERIFY(!m_window->project()->tainted);
     }
 
+    void aFileThatTheExtensionLeadsToIsNotReplacedUnasked_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("there");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("replaced");
+        QTest::newRow("no") << "take"
+                            << "take.vela"
+                            << "&No" << false;
+        QTest::newRow("yes") << "take"
+                             << "take.vela"
+                             << "&Yes" << true;
+        QTest::newRow("another extension") << "take.x"
+                                           << "take.x.vela"
+                                           << "&No" << false;
+    }
+
+    void aFileThatTheExtensionLeadsToIsNotReplacedUnasked()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, there);
+        QFETCH(QString, answer);
+        QFETCH(bool, replaced);
+        writeFile(in(there), "a take");
+        m_window->addTrack();
+        QStringList seen;
+        pressInNextBox(answer, &seen);
+        acceptProposal(there);
+        save(in(typed));
+        QVERIFY2(seen.value(1).startsWith(there + " already exists."), qPrintable(seen.join(u'|')));
+        QCOMPARE(entries(), QStringList{there});
+        QCOMPARE(readFile(in(there)) != "a take", replaced);
+        QCOMPARE(m_window->project()->tainted, !replaced);
+    }
+
     void openingReplacesTheProjectWithTheFiles()
     {
         m_window->addTrack();
