@@ -623,6 +623,14 @@
         <source>Keyboard shortcuts (F1)</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>The audio input was lost. What it gave until then is in the take. Connect a microphone, then press Record again.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The audio output was lost. Connect or switch one on, then press Play again.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>VelaEngine</name>

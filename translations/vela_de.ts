@@ -623,6 +623,14 @@
         <source>Keyboard shortcuts (F1)</source>
         <translation>Tastenkürzel (F1)</translation>
     </message>
+    <message>
+        <source>The audio input was lost. What it gave until then is in the take. Connect a microphone, then press Record again.</source>
+        <translation>Der Audioeingang ist verloren gegangen. Was er bis dahin geliefert hat, ist in der Aufnahme. Bitte ein Mikrofon anschließen und dann erneut die Aufnahme starten.</translation>
+    </message>
+    <message>
+        <source>The audio output was lost. Connect or switch one on, then press Play again.</source>
+        <translation>Der Audioausgang ist verloren gegangen. Bitte einen anschließen oder einschalten und dann erneut die Wiedergabe starten.</translation>
+    </message>
 </context>
 <context>
     <name>VelaEngine</name>

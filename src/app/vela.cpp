@@ -161,6 +161,7 @@ void Vela::togglePlayStop(bool play)
     updatePositionDisplay();
     if (play && !m_engine->isPlaying()) {
         m_ui.playStop->setChecked(false);
+        refreshViews();
         m_ui.activity->showMessage(
             tr("No audio output was found. Connect or switch one on, then press Play again."));
     }
@@ -251,8 +252,10 @@ void Vela::refreshViews()
 
 void Vela::updatePositionDisplay()
 {
-    if (!m_project)
+    if (!m_project) {
+        m_ui.position->setText(timeText(0, VelaProject::kDefaultSampleRate));
         return;
+    }
     const Marker& shown = m_project->playing ? m_project->play : m_project->cursor;
     m_ui.position->setText(timeText(shown.position, m_project->sampleRate));
 }
@@ -260,8 +263,15 @@ void Vela::updatePositionDisplay()
 void Vela::onDeviceLost(const QString& what)
 {
     const bool input = what == QLatin1String("input");
+    // The engine has stopped already, so the button has nothing left to stop.
+    if (input && m_project && m_ui.record->isChecked())
+        m_project->cursor.position = m_cursorBeforeRecording;
     (input ? m_ui.record : m_ui.playStop)->setChecked(false);
     applyTimerRule();
+    m_ui.activity->showMessage(
+        input ? tr("The audio input was lost. What it gave until then is in the take. Connect a "
+                   "microphone, then press Record again.")
+              : tr("The audio output was lost. Connect or switch one on, then press Play again."));
 }
 
 void Vela::showMonitor(const QList<float>& left, const QList<float>& right)

@@ -216,6 +216,15 @@ private slots:
         QCOMPARE(shownPosition(), "00:00:00.000");
     }
 
+    void readOutWithoutAProjectIsZero()
+    {
+        m_window->project()->cursor.position = 44100;
+        m_window->updatePositionDisplay();
+        QCOMPARE(shownPosition(), "00:00:01.000");
+        m_window->setProject({});
+        QCOMPARE(shownPosition(), "00:00:00.000");
+    }
+
     void goToStartAndEndMoveTheCursor()
     {
         const ProjectHandle project = m_window->project();

@@ -1,5 +1,6 @@
 #include "app/iconbutton.h"
 #include "app/vela.h"
+#include "engine/velaengine.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
@@ -41,6 +42,12 @@ private:
     [[nodiscard]] QString shownPosition() const
     {
         return m_window->findChild<QLabel*>(QStringLiteral("labelPosition"))->text();
+    }
+
+    [[nodiscard]] QString message() const
+    {
+        const auto* label = m_window->findChild<QLabel*>(QStringLiteral("labelActivity"));
+        return label->isVisible() ? label->text() : QString();
     }
 
     void addSound(qsizetype frames) const
@@ -198,6 +205,42 @@ private slots:
         button("pushButtonRecord")->click();
         QCOMPARE(m_project->cursor.position, 77);
         QVERIFY(take->length() >= end);
+    }
+
+    // As the engine does it: first it stops, then it tells.
+    void aLostMicrophoneBringsTheCursorBackAndSaysSo()
+    {
+        addSound(3000);
+        m_project->cursor.position = 77;
+        button("pushButtonRecord")->click();
+        const TrackHandle take = m_project->tracks.constLast();
+        QTRY_VERIFY_WITH_TIMEOUT(m_project->cursor.position > 77, kPatienceMs);
+        m_window->engine()->stopRecording();
+        emit m_window->engine()->deviceLost(QStringLiteral("input"));
+        QCOMPARE(m_project->cursor.position, 77);
+        QCOMPARE(shownPosition(), "00:00:00.001");
+        QVERIFY(m_project->tracks.contains(take));
+        QCOMPARE(message(), "The audio input was lost. What it gave until then is in the take. "
+                            "Connect a microphone, then press Record again.");
+    }
+
+    void aLostDeviceBringsUpItsOwnButtonOnly()
+    {
+        addSound(qsizetype{60} * 44100);
+        const IconButton* play = button("pushButtonPlayStop");
+        const IconButton* record = button("pushButtonRecord");
+        button("pushButtonPlayStop")->click();
+        button("pushButtonRecord")->click();
+        emit m_window->engine()->deviceLost(QStringLiteral("output"));
+        QVERIFY(!play->isChecked());
+        QVERIFY(record->isChecked());
+        QCOMPARE(message(), "The audio output was lost. Connect or switch one on, then press Play "
+                            "again.");
+        button("pushButtonPlayStop")->click();
+        emit m_window->engine()->deviceLost(QStringLiteral("input"));
+        QVERIFY(play->isChecked());
+        QVERIFY(!record->isChecked());
+        button("pushButtonStop")->click();
     }
 
     void recordingTurnsAWideViewsPageAndKeepsItsSpan()

@@ -2,7 +2,9 @@
 #include "app/vela.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
+#include "support/paintcounter.h"
 #include "support/soundserver.h"
+#include "widgets/waveformview.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -10,6 +12,13 @@
 
 #include <memory>
 #include <registerresources.h>
+
+namespace {
+
+/// What has not painted for so long has nothing left to paint.
+constexpr int kSettledMs = 200;
+
+} // namespace
 
 /// The window on a machine without any audio device: it says what is missing.
 class TestVelaWithoutDevices : public QObject {
@@ -62,6 +71,26 @@ private slots:
         QVERIFY(!m_window->project()->playing);
         QCOMPARE(message(),
                  "No audio output was found. Connect or switch one on, then press Play again.");
+    }
+
+    void aCursorThatARefusedPlayHasMovedIsSeen()
+    {
+        m_window->project()->addTrack({}, 1)->samples[0].resize(5000);
+        m_window->updateTrackViews();
+        auto* view = m_window->findChild<WaveformView*>();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        // The first refusal makes room for its message, and the views move.
+        const PaintCounter paints(*view);
+        button("pushButtonPlayStop")->click();
+        QVERIFY(!message().isEmpty());
+        int settled = 0;
+        while (QTest::qWaitFor([&] { return paints.count() != settled; }, kSettledMs))
+            settled = paints.count();
+        m_window->project()->selectionStart = 4000;
+        m_window->project()->selectionEnd = 1000;
+        button("pushButtonPlayStop")->click();
+        QCOMPARE(m_window->project()->cursor.position, 1000);
+        QTRY_COMPARE(paints.count(), settled + 1);
     }
 
     void recordComesUpAgainAndSaysThatThereIsNoInput()
