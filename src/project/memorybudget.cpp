@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QString>
 
+#include <algorithm>
 #include <unistd.h>
 
 namespace {
@@ -38,10 +39,15 @@ qint64 availableMemoryBytes(const QByteArray& report)
     return -1;
 }
 
+qint64 affordableMemoryBytes(qint64 availableBytes)
+{
+    return availableBytes - std::min(availableBytes / 2, kMemoryMarginBytes);
+}
+
 qint64 affordableMemoryBytes()
 {
     QFile report(QStringLiteral("/proc/meminfo"));
     const qint64 available =
         report.open(QIODevice::ReadOnly) ? availableMemoryBytes(report.readAll()) : -1;
-    return (available >= 0 ? available : installedMemoryBytes()) / 2;
+    return affordableMemoryBytes(available >= 0 ? available : installedMemoryBytes());
 }

@@ -26,8 +26,15 @@ private:
     bool m_isExceeded = false;
 };
 
-/// Bytes that one file may take without the machine running short: half of what
-/// the system could hand out now, or of all there is where it does not say.
+/// What one file may take of `availableBytes`: all but kMemoryMarginBytes, or half
+/// where there is less than twice as much.
+[[nodiscard]] qint64 affordableMemoryBytes(qint64 availableBytes);
+
+/// Enough for the machine not to run short while a file is opened.
+constexpr qint64 kMemoryMarginBytes = qint64{512} * 1024 * 1024;
+
+/// The same of what the system could hand out now, or of all there is where it does
+/// not say.
 [[nodiscard]] qint64 affordableMemoryBytes();
 
 /// What the system's memory report says could be handed out, in bytes; −1 if it

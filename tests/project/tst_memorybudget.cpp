@@ -50,11 +50,31 @@ private slots:
         QTEST(availableMemoryBytes(report), "bytes");
     }
 
-    void atMostHalfOfTheInstalledMemoryIsAffordable()
+    void allButAMarginIsAffordable_data()
+    {
+        QTest::addColumn<qint64>("availableMebibytes");
+        QTest::addColumn<qint64>("mebibytes");
+        QTest::newRow("a large machine") << qint64(16384) << qint64(15872);
+        QTest::newRow("a small one") << qint64(2048) << qint64(1536);
+        QTest::newRow("where the margin is half") << qint64(1024) << qint64(512);
+        QTest::newRow("hardly anything") << qint64(100) << qint64(50);
+        QTest::newRow("nothing") << qint64(0) << qint64(0);
+    }
+
+    void allButAMarginIsAffordable()
+    {
+        QFETCH(qint64, availableMebibytes);
+        QFETCH(qint64, mebibytes);
+        constexpr qint64 kMebibyte = qint64{1024} * 1024;
+        QCOMPARE(affordableMemoryBytes(availableMebibytes * kMebibyte), mebibytes * kMebibyte);
+    }
+
+    void lessThanTheInstalledMemoryIsAffordable()
     {
         const qint64 bytes = affordableMemoryBytes();
         QVERIFY(bytes > 0);
-        QVERIFY(bytes <= qint64{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE) / 2);
+        QVERIFY(bytes <=
+                qint64{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE) - kMemoryMarginBytes);
     }
 };
 
