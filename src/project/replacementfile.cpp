@@ -56,18 +56,38 @@ void copyExtendedAttributes(const QByteArray& from, int to)
     }
 }
 
+// A file system that cannot synchronise leaves to the system when it writes.
+bool sync(int fd)
+{
+    return ::fsync(fd) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
 // A rename is only safe from a power cut once its folder is on disk. Folders
-// that cannot be opened or synchronised leave that to the system.
+// that cannot be opened leave that to the system.
 bool syncFolder(const QByteArray& folder)
 {
     const int fd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return true;
-    const bool failed = ::fsync(fd) != 0 && errno != EINVAL && errno != ENOTSUP;
+    const bool isSynced = sync(fd);
     const int error = errno;
     ::close(fd);
     errno = error;
-    return !failed;
+    return isSynced;
+}
+
+// There are file systems without modes, and some that let nobody change them. There
+// the file keeps the mode it was made with, if that gives others no more.
+bool setMode(int fd, mode_t mode)
+{
+    struct stat status = {};
+    if (::fstat(fd, &status) != 0)
+        return false;
+    const mode_t present = status.st_mode & kPermissionBits;
+    if (present == mode || ::fchmod(fd, mode) == 0)
+        return true;
+    const bool isNarrower = (present & ~mode & (S_IRWXG | S_IRWXO)) == 0;
+    return isNarrower && (errno == EPERM || errno == ENOTSUP || errno == ENOSYS);
 }
 
 } // namespace
@@ -173,12 +193,12 @@ bool ReplacementFile::carryAttributesOver()
         mode = (mode & ~mode_t(S_ISGID | S_IRWXG)) | (mode & (others << 3));
     }
     copyExtendedAttributes(m_target, m_fd);
-    return ::fchmod(m_fd, mode) == 0;
+    return setMode(m_fd, mode);
 }
 
 bool ReplacementFile::putInPlace()
 {
-    return carryAttributesOver() && ::fsync(m_fd) == 0 &&
+    return carryAttributesOver() && sync(m_fd) &&
            ::rename(m_newFile.constData(), m_target.constData()) == 0;
 }
 

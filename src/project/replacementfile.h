@@ -12,9 +12,9 @@
 /// The new file grows beside the old one under a name of its own, which is gone
 /// after this object's end; one left by a killed program is removed by the next
 /// replacement of the same file. A symbolic link stays and its target is
-/// replaced. Mode, access lists, other attributes and, where the system lets us,
-/// owner and group of an existing file carry over. A hard link to the old file
-/// keeps the old contents.
+/// replaced. Mode, access lists, other attributes, owner and group of an existing
+/// file carry over where the system lets us; where not, others may do less. A hard link to the old
+/// file keeps the old contents.
 ///
 /// One thread, on which writing blocks. Failures: false or short counts, with
 /// the system's words in `errorString()`.

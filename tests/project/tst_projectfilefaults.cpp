@@ -131,6 +131,51 @@ private slots:
         }
     }
 
+    void aFileSystemThatCannotKeepModesOrSynchroniseIsSavedInto_data()
+    {
+        QTest::addColumn<int>("callsBeforeTheLast");
+        QTest::addColumn<int>("error");
+        QTest::addColumn<int>("mode");
+        // The last calls of a save: fchmod, fsync, rename, fsync of the folder.
+        constexpr int kSync = 2;
+        constexpr int kChangeMode = 3;
+        QTest::newRow("modes are forbidden") << kChangeMode << EPERM << 0600;
+        QTest::newRow("modes are not supported") << kChangeMode << ENOTSUP << 0600;
+        QTest::newRow("modes are not known") << kChangeMode << ENOSYS << 0600;
+        QTest::newRow("synchronising is invalid") << kSync << EINVAL << 0664;
+        QTest::newRow("synchronising is not supported") << kSync << ENOTSUP << 0664;
+        QTest::newRow("nor that of the folder") << 0 << ENOTSUP << 0664;
+    }
+
+    void aFileSystemThatCannotKeepModesOrSynchroniseIsSavedInto()
+    {
+        QFETCH(int, callsBeforeTheLast);
+        QFETCH(int, error);
+        QFETCH(int, mode);
+        saveOld(kSmallFrames);
+        const QByteArray name = QFile::encodeName(path());
+        QCOMPARE(::chmod(name.constData(), 0664), 0);
+        const int calls = save(1, kSmallFrames, {}).calls;
+        const Run result = save(2, kSmallFrames,
+                                {"--strike", number(calls - callsBeforeTheLast), "--fault", "error",
+                                 "--errno", number(error)});
+        QCOMPARE(result.exitCode, kSaved);
+        QCOMPARE(seedOnDisk(kSmallFrames, {1, 2}), 2);
+        struct stat after = {};
+        QCOMPARE(::stat(name.constData(), &after), 0);
+        QCOMPARE(after.st_mode & 07777, static_cast<mode_t>(mode));
+    }
+
+    void aModeThatIsRightAlreadyIsNotSet()
+    {
+        saveOld(kSmallFrames);
+        const QByteArray name = QFile::encodeName(path());
+        QCOMPARE(::chmod(name.constData(), 0664), 0);
+        const int calls = save(1, kSmallFrames, {}).calls;
+        QCOMPARE(::chmod(name.constData(), 0600), 0);
+        QCOMPARE(save(1, kSmallFrames, {}).calls, calls - 1);
+    }
+
     void aProcessKilledAroundAnySystemCallLeavesTheOldOrTheNewFile_data()
     {
         QTest::addColumn<int>("frames");
