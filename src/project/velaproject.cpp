@@ -4,6 +4,7 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <limits>
 
 ProjectHandle VelaProject::create(qint32 rateHz)
 {
@@ -17,9 +18,16 @@ VelaProject::VelaProject(qint32 rateHz)
 {
 }
 
+// A file may have brought the highest number already.
+void VelaProject::countTrack()
+{
+    if (trackCounter < std::numeric_limits<qint32>::max())
+        ++trackCounter;
+}
+
 TrackHandle VelaProject::addTrack(const QString& name, int channels)
 {
-    ++trackCounter;
+    countTrack();
     const QString trackName =
         name.isEmpty() ? QCoreApplication::translate("VelaProject", "Track %1").arg(trackCounter)
                        : name;
@@ -33,7 +41,7 @@ void VelaProject::insertTrack(const TrackHandle& track)
 {
     if (!track)
         return;
-    ++trackCounter;
+    countTrack();
     tracks.append(track);
     taint(QStringLiteral("insertTrack"));
 }

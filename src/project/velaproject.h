@@ -76,4 +76,7 @@ public:
     bool tainted = false;
     QString taintedBy;       ///< the last reason, for diagnostics
     qint32 trackCounter = 0; ///< tracks ever added; only grows
+
+private:
+    void countTrack();
 };

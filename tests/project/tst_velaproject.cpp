@@ -93,6 +93,30 @@ private slots:
         QCOMPARE(project->taintedBy, "insertTrack");
     }
 
+    void theHighestTrackNumberStays()
+    {
+        const auto project = VelaProject::create();
+        project->trackCounter = 0x7FFFFFFE;
+        QCOMPARE(project->addTrack({}, 1)->name, "Track 2147483647");
+        QCOMPARE(project->addTrack({}, 1)->name, "Track 2147483647");
+        project->insertTrack(TrackHandle::create());
+        QCOMPARE(project->trackCounter, 0x7FFFFFFF);
+    }
+
+    void addingAndRemovingTaintACleanProject()
+    {
+        const auto project = VelaProject::create();
+        project->insertTrack(TrackHandle::create());
+        QVERIFY(project->tainted);
+        project->untaint(QStringLiteral("saveVelaProject"));
+        project->addTrack({}, 1);
+        QVERIFY(project->tainted);
+        project->untaint(QStringLiteral("saveVelaProject"));
+        project->removeTrack(0);
+        QVERIFY(project->tainted);
+        QCOMPARE(project->taintedBy, "removeTrack");
+    }
+
     void insertTrackIgnoresNull()
     {
         const auto project = VelaProject::create();
