@@ -78,11 +78,18 @@ void ShutdownLifecycle::finishTask(const QString& id, quint64 serial)
     m_tasks.remove(id);
     m_order.removeOne(serial);
     const bool nothingLeft = isReady();
+    const quint64 readyCount = m_readyCount;
     lock.unlock();
 
     emit changed();
-    // A listener may have aborted the shutdown or begun new work just now.
-    if (nothingLeft && isReady())
+    // A listener may have aborted the shutdown or begun new work just now, or have
+    // made the coordinator ready anew, which has been told then.
+    lock.lock();
+    const bool ready = nothingLeft && isReady() && m_readyCount == readyCount;
+    if (ready)
+        ++m_readyCount;
+    lock.unlock();
+    if (ready)
         emit shutdownReady();
 }
 
@@ -95,6 +102,8 @@ void ShutdownLifecycle::requestShutdown()
     for (Record& record : m_tasks)
         record.task.startMs = now;
     const bool nothingToDo = m_tasks.isEmpty();
+    if (nothingToDo)
+        ++m_readyCount;
     lock.unlock();
 
     if (nothingToDo)

@@ -51,7 +51,8 @@ public:
 
     /// Removes the task of that id, whichever serial it has, and `serial` from
     /// the registration order. Unknown ones are passed over; `changed` is
-    /// emitted in any case, `shutdownReady` after it when nothing is left.
+    /// emitted in any case, `shutdownReady` after it when nothing is left, unless
+    /// a listener's own calls have brought that about meanwhile.
     void finishTask(const QString& id, quint64 serial);
 
     /// Running → ending. Calls `run` of every task that has one, oldest first,
@@ -117,5 +118,6 @@ private:
     QHash<QString, Record> m_tasks;
     QList<quint64> m_order;
     quint64 m_nextSerial = 0;
+    quint64 m_readyCount = 0; // how often `shutdownReady` was emitted
     bool m_requested = false;
 };

@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -259,6 +260,48 @@ private slots:
         QCOMPARE(ready.count(), 0);
         lifecycle.finishTask("next", next);
         QCOMPARE(ready.count(), 1);
+    }
+
+    void aListenerThatBeginsAndEndsNewWorkHearsReadyOnce()
+    {
+        ShutdownLifecycle lifecycle;
+        const quint64 a = lifecycle.registerTask(task("a"));
+        lifecycle.requestShutdown();
+        const QSignalSpy ready(&lifecycle, &ShutdownLifecycle::shutdownReady);
+        bool begun = false;
+        connect(&lifecycle, &ShutdownLifecycle::changed, [&] {
+            if (!std::exchange(begun, true))
+                lifecycle.finishTask("next", lifecycle.registerTask(task("next")));
+        });
+        lifecycle.finishTask("a", a);
+        QCOMPARE(ready.count(), 1);
+    }
+
+    void aListenerThatAbortsAndRequestsAgainHearsReadyOnce()
+    {
+        ShutdownLifecycle lifecycle;
+        const quint64 a = lifecycle.registerTask(task("a"));
+        lifecycle.requestShutdown();
+        QStringList signalNames;
+        record(lifecycle, signalNames);
+        connect(&lifecycle, &ShutdownLifecycle::changed, [&] {
+            lifecycle.abortShutdown();
+            lifecycle.requestShutdown();
+        });
+        lifecycle.finishTask("a", a);
+        QCOMPARE(signalNames, (QStringList{"changed", "aborted", "ready"}));
+    }
+
+    void everyFinishWithNothingLeftEmitsReady()
+    {
+        ShutdownLifecycle lifecycle;
+        const quint64 a = lifecycle.registerTask(task("a"));
+        lifecycle.requestShutdown();
+        QStringList signalNames;
+        record(lifecycle, signalNames);
+        lifecycle.finishTask("a", a);
+        lifecycle.finishTask("a", a);
+        QCOMPARE(signalNames, (QStringList{"changed", "ready", "changed", "ready"}));
     }
 
     void aListenerThatAbortsHoldsReadyBack()
