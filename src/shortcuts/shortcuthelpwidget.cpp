@@ -23,7 +23,7 @@ constexpr int kFilterHeight = 28;
 constexpr QColor kActiveText{235, 235, 235};
 
 /// A plain text edit of one line: what would begin a second one moves on to the
-/// next control instead, and pasted line breaks become blanks.
+/// next control instead, and pasted line breaks become blanks, or nothing at the ends.
 class OneLineEdit : public QPlainTextEdit {
 public:
     using QPlainTextEdit::QPlainTextEdit;
@@ -45,7 +45,8 @@ protected:
     void insertFromMimeData(const QMimeData* source) override
     {
         static const QRegularExpression kLineBreaks(QStringLiteral("[\\r\\n\\x{2028}\\x{2029}]+"));
-        insertPlainText(source->text().trimmed().replace(kLineBreaks, QStringLiteral(" ")));
+        insertPlainText(
+            source->text().split(kLineBreaks, Qt::SkipEmptyParts).join(QLatin1Char(' ')));
     }
 };
 

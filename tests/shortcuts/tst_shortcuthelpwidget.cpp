@@ -198,6 +198,27 @@ private slots:
         }
     }
 
+    void pastedBlanksAreKept_data()
+    {
+        QTest::addColumn<QString>("pasted");
+        QTest::addColumn<QString>("filter");
+        QTest::newRow("around a word") << " in "
+                                       << " in ";
+        QTest::newRow("and a line break") << "zoom \n"
+                                          << "zoom ";
+        QTest::newRow("within line breaks") << "\n zoom\tin\r\n\n"
+                                            << " zoom\tin";
+    }
+
+    void pastedBlanksAreKept()
+    {
+        QFETCH(const QString, pasted);
+        showAndWait();
+        QGuiApplication::clipboard()->setText(pasted);
+        m_filter->paste();
+        QTEST(m_filter->toPlainText(), "filter");
+    }
+
     void theTableIsWalkedAndLeftByKeyboard()
     {
         showAndWait();
