@@ -12,6 +12,11 @@ TransportKeys::TransportKeys(QWidget* window, QWidget* satellite)
     QCoreApplication::instance()->installEventFilter(this);
 }
 
+bool TransportKeys::isLoopKey(const QKeyEvent& key)
+{
+    return key.key() == Qt::Key_Space && key.modifiers() == Qt::ShiftModifier;
+}
+
 bool TransportKeys::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::KeyPress && watched->isWidgetType() && watched != m_window) {
@@ -27,14 +32,15 @@ bool TransportKeys::handleKeyPress(QWidget* target, const QKeyEvent& key)
     if (!inSatellite && target->window() != m_window)
         return false;
     const bool takesText = target->testAttribute(Qt::WA_InputMethodEnabled);
-    const bool shifted = key.modifiers() == Qt::ShiftModifier;
-    const bool plainAlone = inSatellite && key.modifiers() == Qt::NoModifier;
-    if (key.key() == Qt::Key_Space && (shifted || plainAlone) && !takesText) {
+    const bool plain = key.modifiers() == Qt::NoModifier;
+    const bool plainAlone = inSatellite && key.key() == Qt::Key_Space && plain;
+    if ((isLoopKey(key) || plainAlone) && !takesText) {
         if (!key.isAutoRepeat())
             emit playToggled();
         return true;
     }
-    const bool isReturn = key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter;
+    const bool isReturn = (key.key() == Qt::Key_Return || key.key() == Qt::Key_Enter) &&
+                          (plain || key.modifiers() == Qt::KeypadModifier);
     auto* button = qobject_cast<QAbstractButton*>(target);
     if (isReturn && button && !key.isAutoRepeat()) {
         button->animateClick();

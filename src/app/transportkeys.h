@@ -9,7 +9,7 @@ class QKeyEvent;
 /// Keeps the transport's keys from being swallowed by the button that happens
 /// to have the focus: within the window, Shift+Space toggles play wherever the
 /// focus is but in a text field (plain Space is a window shortcut), and Return
-/// presses a focused button in Space's stead. In the window of `satellite`, a
+/// alone presses a focused button in Space's stead. In the window of `satellite`, a
 /// part of the window that may stand alone, both keys toggle play.
 class TransportKeys : public QObject {
     Q_OBJECT
@@ -17,6 +17,9 @@ class TransportKeys : public QObject {
 public:
     /// Watches the keys of `window`, which owns this object, and of `satellite`.
     TransportKeys(QWidget* window, QWidget* satellite);
+
+    /// Whether that is Shift+Space, which plays in a loop.
+    [[nodiscard]] static bool isLoopKey(const QKeyEvent& key);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -340,7 +340,7 @@ void Vela::triggerKeyboardHelp()
 
 void Vela::keyPressEvent(QKeyEvent* event)
 {
-    if (event->key() == Qt::Key_Space && event->modifiers() == Qt::ShiftModifier) {
+    if (TransportKeys::isLoopKey(*event)) {
         if (!event->isAutoRepeat())
             m_ui.playStop->toggle();
         event->accept();

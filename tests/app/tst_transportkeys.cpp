@@ -59,10 +59,54 @@ private slots:
         QTRY_COMPARE(clicked.count(), 2);
     }
 
+    void enterOfTheKeypadPressesAFocusedButton()
+    {
+        QSignalSpy clicked(m_button, &QPushButton::clicked);
+        QTest::keyClick(m_button, Qt::Key_Enter, Qt::KeypadModifier);
+        QTRY_COMPARE(clicked.count(), 1);
+    }
+
     void otherModifiersAreLeftAlone()
     {
         QTest::keyClick(m_button, Qt::Key_Space, Qt::ShiftModifier | Qt::ControlModifier);
         QCOMPARE(m_toggled->count(), 0);
+    }
+
+    void returnWithAModifierPressesNoButton_data()
+    {
+        QTest::addColumn<int>("modifiers");
+        QTest::newRow("Ctrl") << int{Qt::ControlModifier};
+        QTest::newRow("Shift") << int{Qt::ShiftModifier};
+        QTest::newRow("Alt") << int{Qt::AltModifier};
+        QTest::newRow("Ctrl, on the keypad") << int{Qt::ControlModifier | Qt::KeypadModifier};
+    }
+
+    void returnWithAModifierPressesNoButton()
+    {
+        QFETCH(const int, modifiers);
+        const QSignalSpy pressed(m_button, &QPushButton::pressed);
+        QTest::keyClick(m_button, Qt::Key_Return, Qt::KeyboardModifiers(modifiers));
+        QTest::keyClick(m_button, Qt::Key_Enter, Qt::KeyboardModifiers(modifiers));
+        QCOMPARE(pressed.count(), 0);
+    }
+
+    void heldShiftSpaceOnAButtonTogglesPlayOnceAndPressesNothing()
+    {
+        const QSignalSpy pressed(m_button, &QPushButton::pressed);
+        const QString text = QStringLiteral(" ");
+        for (const bool repeated : {false, true, true})
+            QTest::simulateEvent(m_button, true, Qt::Key_Space, Qt::ShiftModifier, text, repeated);
+        QCOMPARE(m_toggled->count(), 1);
+        QCOMPARE(pressed.count(), 0);
+    }
+
+    void heldSpaceInTheSatellitesWindowTogglesPlayOnce()
+    {
+        m_satellite->show();
+        const QString text = QStringLiteral(" ");
+        for (const bool repeated : {false, true, true})
+            QTest::simulateEvent(m_satellite.get(), true, Qt::Key_Space, {}, text, repeated);
+        QCOMPARE(m_toggled->count(), 1);
     }
 
     void theSatellitesWindowTogglesPlayWithBothKeys()

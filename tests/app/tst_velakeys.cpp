@@ -8,6 +8,7 @@
 #include <QAbstractItemModel>
 #include <QApplication>
 #include <QFileDialog>
+#include <QShortcut>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -123,6 +124,34 @@ private slots:
         QCOMPARE(toggled.count(), 2);
         QCOMPARE(toggled[0][0].toBool(), true);
         QCOMPARE(toggled[1][0].toBool(), false);
+    }
+
+    void heldSpaceTogglesPlayOnce_data() { spaceTogglesPlay_data(); }
+
+    void heldSpaceTogglesPlayOnce()
+    {
+        QFETCH(const int, modifiers);
+        m_window->setProject({});
+        const auto* play = m_window->findChild<IconButton*>(QStringLiteral("pushButtonPlayStop"));
+        const QSignalSpy toggled(play, &IconButton::toggled);
+        for (const bool repeated : {false, true, true}) {
+            QTest::simulateEvent(m_window.get(), true, Qt::Key_Space,
+                                 Qt::KeyboardModifiers(modifiers), QStringLiteral(" "), repeated);
+        }
+        QCOMPARE(toggled.count(), 1);
+    }
+
+    void theWindowsShortcutsAreMadeInTheirOrder()
+    {
+        QStringList keys;
+        for (const QShortcut* shortcut :
+             m_window->findChildren<QShortcut*>(QString(), Qt::FindDirectChildrenOnly)) {
+            keys << shortcut->key().toString(QKeySequence::PortableText);
+            QCOMPARE(shortcut->context(), Qt::WindowShortcut);
+            QVERIFY(!shortcut->autoRepeat());
+        }
+        QCOMPARE(keys, (QStringList{"Space", "Home", "End", "F1", "F11", "Ctrl+S", "Ctrl+O",
+                                    "Ctrl+N", "Ctrl+T", "Ctrl+0"}));
     }
 
     void homeAndEndMoveTheCursor()
