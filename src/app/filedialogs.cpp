@@ -1,6 +1,7 @@
 #include "app/filedialogs.h"
 
-#include <QCoreApplication>
+#include "app/vela.h"
+
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -12,24 +13,17 @@ namespace {
 
 const QString kProjectExtension = QStringLiteral(".vela");
 
-QString text(const char* source)
-{
-    return QCoreApplication::translate("Vela", source);
-}
-
 QString projectFilter()
 {
-    return text(QT_TRANSLATE_NOOP("Vela", "VELA Projects (*")) + kProjectExtension +
-           QStringLiteral(")");
+    return Vela::tr("VELA Projects (*") + kProjectExtension + QStringLiteral(")");
 }
 
 QString openFilter()
 {
-    return text(QT_TRANSLATE_NOOP(
-               "Vela", "All Audio Files (*.wav *.mp3 *.ogg *.flac *.aac *.m4a *.wma *.opus);;"
-                       "WAV (*.wav);;MP3 (*.mp3);;OGG Vorbis (*.ogg);;FLAC (*.flac);;"
-                       "AAC (*.aac *.m4a);;WMA (*.wma);;Opus (*.opus);;")) +
-           projectFilter() + text(QT_TRANSLATE_NOOP("Vela", ";;All Files (*.*)"));
+    return Vela::tr("All Audio Files (*.wav *.mp3 *.ogg *.flac *.aac *.m4a *.wma *.opus);;"
+                    "WAV (*.wav);;MP3 (*.mp3);;OGG Vorbis (*.ogg);;FLAC (*.flac);;"
+                    "AAC (*.aac *.m4a);;WMA (*.wma);;Opus (*.opus);;") +
+           projectFilter() + Vela::tr(";;All Files (*.*)");
 }
 
 } // namespace
@@ -46,8 +40,7 @@ QString startPath(const QString& lastFile, const QString& suggestedName)
 
 QString askOpen(QWidget* parent, const QString& startPath)
 {
-    return QFileDialog::getOpenFileName(parent, text(QT_TRANSLATE_NOOP("Vela", "Open File")),
-                                        startPath, openFilter());
+    return QFileDialog::getOpenFileName(parent, Vela::tr("Open File"), startPath, openFilter());
 }
 
 // The dialog asks before a file is replaced, but knows the name only as it was
@@ -56,8 +49,8 @@ QString askSave(QWidget* parent, const QString& startPath)
 {
     QString proposed = startPath;
     while (true) {
-        const QString typed = QFileDialog::getSaveFileName(
-            parent, text(QT_TRANSLATE_NOOP("Vela", "Save Project")), proposed, projectFilter());
+        const QString typed = QFileDialog::getSaveFileName(parent, Vela::tr("Save Project"),
+                                                           proposed, projectFilter());
         if (typed.isEmpty())
             return {};
         const QString whole = withProjectExtension(typed);

@@ -43,7 +43,7 @@ public:
 
 public slots:
     /// Replaces the project with a fresh one, after asking if that would lose
-    /// unsaved changes. False if the user keeps the old one.
+    /// unsaved changes. False if the user keeps the old one, or file work runs.
     bool clear();
     void load(const QString& suggestedName);
     void save(const QString& suggestedName);

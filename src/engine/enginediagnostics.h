@@ -15,7 +15,8 @@ struct DiagnosticFigures {
 };
 
 /// Measures how evenly the pumps run and words the once-a-second diagnostic
-/// line. GUI thread; the owner calls only while diagnostics are switched on.
+/// line. GUI thread. Blocks are counted always; the owner notes ticks and reports
+/// only while diagnostics are switched on.
 class EngineDiagnostics {
 public:
     /// Starts a fresh measurement: no gap, no blocks, clock stopped.

@@ -63,9 +63,9 @@ public:
     /// Playing → stopped at once. Emits nothing.
     void stopPlayback();
 
-    /// Stopped → recording into a new mono track "Recording"; warns and stays
-    /// stopped without an input. One that was connected since the devices were
-    /// selected is found.
+    /// Stopped → recording into a new mono track, named "Recording" in the user's
+    /// language; warns and stays stopped without an input. One that was connected
+    /// since the devices were selected is found.
     void startRecording();
 
     /// Recording → stopped. The track stays with what was captured.

@@ -54,8 +54,11 @@ private:
     static void compareBlocks(const Block& block, double left, double right)
     {
         for (qsizetype i = 0; i < kBlockFrames; ++i) {
+            const auto at = static_cast<std::size_t>(i);
             QCOMPARE(block.left(i), left);
             QCOMPARE(block.right(i), right);
+            QCOMPARE(block.leftOut[at], static_cast<float>(left));
+            QCOMPARE(block.rightOut[at], static_cast<float>(right));
         }
     }
 

@@ -1,3 +1,4 @@
+#include "engine/transport.h"
 #include "engine/velaengine.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -164,6 +165,38 @@ private slots:
         QVERIFY(engine->isRecording());
         const TrackHandle take = engine->recordTrack();
         QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+    }
+
+    // Waiting for a ring that nobody empties would take seconds.
+    void nothingToLoopStopsAtTheFirstTick()
+    {
+        addSound();
+        m_project->selectionStart = 300;
+        m_project->selectionEnd = 300;
+        m_project->cursor.position = m_project->length();
+        transport::prepareToPlay(*m_project, true);
+        QVERIFY(!m_project->looping);
+        const auto engine = makeEngine();
+        const QSignalSpy stopped(engine.get(), &VelaEngine::playbackStopped);
+        engine->startPlayback();
+        QVERIFY(engine->isPlaying());
+        QVERIFY(waitForATick(*engine));
+        QCOMPARE(stopped.size(), 1);
+        QVERIFY(!engine->isPlaying());
+    }
+
+    void aTakeBeginsAtItsFirstSampleWhereverCursorAndPlayHeadAre()
+    {
+        addSound();
+        m_project->cursor.position = 4000;
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        QVERIFY(m_project->play.position > 4000);
+        engine->startRecording();
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+        for (qint64 i = 0; i < kRateHz; ++i)
+            QCOMPARE(take->samples[0][i], sampleAt(i));
     }
 
     // Three blocks reach past the end, and nobody takes them.

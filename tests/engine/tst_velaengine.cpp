@@ -7,6 +7,7 @@
 #include "support/soundserver.h"
 
 #include <QGuiApplication>
+#include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -90,6 +91,19 @@ private slots:
     }
 
     void cleanupTestCase() { m_server.reset(); }
+
+    void signalsStandInTheirOrder()
+    {
+        const QMetaObject& meta = VelaEngine::staticMetaObject;
+        QStringList found;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+            if (meta.method(i).methodType() == QMetaMethod::Signal)
+                found.append(QString::fromLatin1(meta.method(i).methodSignature()));
+        }
+        QCOMPARE(found.first(5),
+                 (QStringList{"positionChanged()", "playbackStopped()", "structureChanged()",
+                              "deviceLost(QString)", "monitor(QList<float>,QList<float>)"}));
+    }
 
     void operationsWithoutAProjectDoNothing()
     {
