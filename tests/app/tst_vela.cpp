@@ -11,9 +11,12 @@
 
 #include <QApplication>
 #include <QBoxLayout>
+#include <QFile>
+#include <QIcon>
 #include <QLabel>
 #include <QMessageBox>
 #include <QMetaMethod>
+#include <QScrollArea>
 #include <QShortcut>
 #include <QSplitter>
 #include <QTest>
@@ -111,19 +114,22 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("toolTip");
         QTest::addColumn<bool>("checkable");
-        const auto row = [](const char* name, const char* toolTip, bool checkable = false) {
+        QTest::addColumn<QString>("icon");
+        const auto row = [](const char* name, const char* icon, const char* toolTip,
+                            bool checkable = false) {
             QTest::newRow(name) << QString::fromLatin1(name) << QString::fromLatin1(toolTip)
-                                << checkable;
+                                << checkable << QString::fromLatin1(icon);
         };
-        row("pushButtonLoad", "Open project");
-        row("pushButtonSave", "Save project");
-        row("pushButtonClear", "New project");
-        row("pushButtonGoStart", "Go to start");
-        row("pushButtonPlayStop", "Play / Stop (Space, Shift+Space = loop)", true);
-        row("pushButtonStop", "Stop");
-        row("pushButtonRecord", "Record", true);
-        row("pushButtonGoEnd", "Go to end");
-        row("pushButtonHelp", "Keyboard shortcuts (F1)");
+        row("pushButtonLoad", ":/icons/app/load.svg", "Open project");
+        row("pushButtonSave", ":/icons/app/save.svg", "Save project");
+        row("pushButtonClear", ":/icons/app/clear.svg", "New project");
+        row("pushButtonGoStart", ":/icons/media/previous.svg", "Go to start");
+        row("pushButtonPlayStop", ":/icons/media/play.svg",
+            "Play / Stop (Space, Shift+Space = loop)", true);
+        row("pushButtonStop", ":/icons/media/stop.svg", "Stop");
+        row("pushButtonRecord", ":/icons/media/record.svg", "Record", true);
+        row("pushButtonGoEnd", ":/icons/media/next.svg", "Go to end");
+        row("pushButtonHelp", ":/icons/app/help.svg", "Keyboard shortcuts (F1)");
     }
 
     void buttonsHaveToolTipsIconsAndSizes()
@@ -136,8 +142,25 @@ private slots:
         QCOMPARE(button->toolTip(), toolTip);
         QCOMPARE(button->isCheckable(), checkable);
         QCOMPARE(button->iconSize(), QSize(24, 24));
+        QFETCH(QString, icon);
+        QVERIFY(QFile::exists(icon));
+        QCOMPARE(button->icon().pixmap(24, 24).toImage(), QIcon(icon).pixmap(24, 24).toImage());
         QCOMPARE(button->minimumSize(), QSize(30, 30));
         QCOMPARE(button->maximumSize(), QSize(30, 30));
+    }
+
+    void readOutAndStripsHaveTheirStyleSheets()
+    {
+        QCOMPARE(child<QLabel>("labelPosition")->styleSheet(),
+                 "QLabel { color: #0f0; font-family: monospace; font-size: 13px; "
+                 "padding: 2px 6px; background: #222; border: 1px solid #555; "
+                 "border-radius: 3px; }");
+        QWidget* around = child<QSplitter>("trackSplitter")->parentWidget();
+        while (around && !qobject_cast<QScrollArea*>(around))
+            around = around->parentWidget();
+        QVERIFY(around);
+        QCOMPARE(around->styleSheet(), "QScrollArea { background: transparent; } "
+                                       "QScrollArea > .QWidget { background: transparent; }");
     }
 
     void shortcutsAreTheTenOfTheWindowInOrder()

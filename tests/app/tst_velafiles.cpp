@@ -12,6 +12,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QFileDialog>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -172,6 +173,31 @@ private slots:
         QCOMPARE(m_window->project(), before);
         QCOMPARE(before->tracks.size(), 2);
         QVERIFY(before->tainted);
+    }
+
+    void theDialogsHaveTheirTitlesAndFilters()
+    {
+        QStringList seen;
+        const auto lookAtNext = [&seen] {
+            QTimer::singleShot(0, qApp, [&seen] {
+                auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+                QVERIFY(dialog);
+                seen = dialog->nameFilters();
+                seen.prepend(dialog->windowTitle());
+                dialog->reject();
+            });
+        };
+        lookAtNext();
+        m_window->load({});
+        QCOMPARE(seen,
+                 (QStringList{"Open File",
+                              "All Audio Files (*.wav *.mp3 *.ogg *.flac *.aac *.m4a *.wma *.opus)",
+                              "WAV (*.wav)", "MP3 (*.mp3)", "OGG Vorbis (*.ogg)", "FLAC (*.flac)",
+                              "AAC (*.aac *.m4a)", "WMA (*.wma)", "Opus (*.opus)",
+                              "VELA Projects (*.vela)", "All Files (*.*)"}));
+        lookAtNext();
+        m_window->save({});
+        QCOMPARE(seen, (QStringList{"Save Project", "VELA Projects (*.vela)"}));
     }
 
     void aCancelledDialogChangesNothing()

@@ -111,6 +111,40 @@ private slots:
         QCOMPARE(shown.size(), 2);
     }
 
+    void thePlayButtonShowsPauseWhileItPlays()
+    {
+        addSound(qsizetype{60} * 44100);
+        const auto drawn = [](const QIcon& icon) { return icon.pixmap(24, 24).toImage(); };
+        IconButton* play = button("pushButtonPlayStop");
+        play->click();
+        QCOMPARE(drawn(play->icon()), drawn(QIcon(QStringLiteral(":/icons/media/pause.svg"))));
+        play->click();
+        QCOMPARE(drawn(play->icon()), drawn(QIcon(QStringLiteral(":/icons/media/play.svg"))));
+    }
+
+    void shiftAndSpaceLoopsOverTheSelectionAndSpaceAloneDoesNot()
+    {
+        addSound(qsizetype{60} * 44100);
+        m_project->selectionStart = 5000;
+        m_project->selectionEnd = 1000;
+        m_project->cursor.position = 7000;
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QTest::keyClick(m_window.get(), Qt::Key_Space, Qt::ShiftModifier);
+        QVERIFY(m_project->playing);
+        QVERIFY(m_project->looping);
+        QCOMPARE(m_project->loopStart, 1000);
+        QCOMPARE(m_project->loopEnd, 5000);
+        QCOMPARE(m_project->cursor.position, 1000);
+        button("pushButtonStop")->click();
+        QTest::keyClick(m_window.get(), Qt::Key_Space);
+        QVERIFY(m_project->playing);
+        QVERIFY(!m_project->looping);
+        QCOMPARE(m_project->loopStart, 0);
+        QCOMPARE(m_project->loopEnd, 0);
+        QCOMPARE(m_project->cursor.position, 1000);
+        button("pushButtonStop")->click();
+    }
+
     void playingMovesTheReadOutAndEndsByItself()
     {
         m_project->sampleRate = 48000;
