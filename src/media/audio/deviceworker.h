@@ -115,6 +115,13 @@ protected:
         backend->deleteLater();
     }
 
+    void retireDevice() override
+    {
+        QObject::disconnect(m_backend.get(), nullptr, this, nullptr);
+        stopDevice();
+        dropDevice();
+    }
+
 private:
     static void touchServer(const QAudioDevice& device, const QAudioFormat& format,
                             QIODevice::OpenModeFlag direction)

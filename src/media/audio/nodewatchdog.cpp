@@ -87,8 +87,6 @@ bool NodeWatchdog::evaluateActive(qint64 counter, qint64 nowMs)
         return false;
     }
     forgetProgress();
-    // Should the new stream never come up, the not-active rule has to notice.
-    m_state.awaitingActiveSince = nowMs;
     return countRebuild(nowMs);
 }
 

@@ -209,9 +209,15 @@ QAudioDevice NodeWorker::currentDevice() const
     return listed.isNull() ? m_configuration.device : listed;
 }
 
+bool NodeWorker::knowsDevice() const
+{
+    return !m_deviceId.isEmpty() || !m_deviceDescription.isEmpty() ||
+           !m_configuration.device.isNull();
+}
+
 void NodeWorker::rebuild()
 {
-    if (!m_configured || !m_stream->attached)
+    if (!m_configured || !m_stream->attached || !knowsDevice())
         return;
     m_rebuildInProgress = true;
     const QAudioDevice device = currentDevice();
@@ -221,16 +227,17 @@ void NodeWorker::rebuild()
         enterDeviceAbsent();
         return;
     }
-    if (hasDevice()) {
-        stopDevice();
-        dropDevice();
-    }
+    if (hasDevice())
+        retireDevice();
     m_configuration.device = device;
     m_deviceAbsent = false;
     createDevice(true);
     if (m_wanted) {
         openTransfer();
-        (void)startOrWarn(); // the watchdog tries again
+        (void)startOrWarn();
+        // The watchdog has to try again where the new device did not come up.
+        if (deviceState() != QAudio::ActiveState)
+            withWatchdog([this](NodeWatchdog& dog) { dog.markStartIntent(m_stream->nowMs()); });
         m_rebuildInProgress = false;
     }
     emit deviceRebuilt(withWatchdog([](NodeWatchdog& dog) { return dog.state().rebuildCount; }));
@@ -250,7 +257,8 @@ void NodeWorker::enterDeviceAbsent()
 
 void NodeWorker::onDeviceListChanged()
 {
-    if (!m_deviceAbsent || (m_deviceId.isEmpty() && m_deviceDescription.isEmpty()))
+    if (!m_stream->attached || !m_deviceAbsent ||
+        (m_deviceId.isEmpty() && m_deviceDescription.isEmpty()))
         return;
     const QAudioDevice device = currentDevice();
     if (device.isNull())

@@ -86,7 +86,8 @@ public:
     /// alone, as the caller may be writing by now.
     void resumeStart();
 
-    /// Any but Unconfigured → Configured.
+    /// Any but Unconfigured → Configured. The watchdog begins afresh: what it has
+    /// counted and whether it has given up is forgotten.
     void stop();
 
     /// Running → Rebuilding → Running or DeviceAbsent.
@@ -131,6 +132,10 @@ protected:
     /// Destroys the device without stopping it.
     virtual void dropDevice() = 0;
 
+    /// Stops and destroys the device. What it says meanwhile is not heard: it is
+    /// no news of the device that takes its place.
+    virtual void retireDevice() = 0;
+
     [[nodiscard]] virtual bool isPresent(const QByteArray& id) const = 0;
     [[nodiscard]] virtual QAudioDevice findDevice(const QString& key) const = 0;
     virtual void followDeviceList() = 0;
@@ -154,6 +159,7 @@ private:
     [[nodiscard]] bool openForStart();
     [[nodiscard]] bool startOrWarn();
     [[nodiscard]] QAudioDevice currentDevice() const;
+    [[nodiscard]] bool knowsDevice() const;
     void enterDeviceAbsent();
     void startTicker();
     void tick();

@@ -44,12 +44,23 @@ public:
         m_error = QAudio::NoError;
     }
 
+    void enter(QAudio::State state)
+    {
+        m_state = state;
+        if (m_isHeard)
+            onStateChanged(state);
+    }
+
+    using NodeWorker::onDeviceListChanged;
+
 protected:
     void createDevice(bool afterRebuild) override
     {
         m_device->creating.pass();
         m_device->rebuilds += afterRebuild ? 1 : 0;
+        m_listed = configuration().device;
         m_exists = true;
+        m_isHeard = true;
         m_state = QAudio::StoppedState;
     }
 
@@ -68,8 +79,10 @@ protected:
     [[nodiscard]] bool startDevice() override
     {
         m_device->starting.pass();
+        if (!m_device->serverAnswers)
+            return false;
         ++m_device->starts;
-        enter(QAudio::ActiveState);
+        enter(m_device->startsInto);
         return true;
     }
 
@@ -81,11 +94,21 @@ protected:
 
     void dropDevice() override { m_exists = false; }
 
-    [[nodiscard]] bool isPresent(const QByteArray& /*id*/) const override { return true; }
+    void retireDevice() override
+    {
+        m_isHeard = false;
+        stopDevice();
+        dropDevice();
+    }
+
+    [[nodiscard]] bool isPresent(const QByteArray& /*id*/) const override
+    {
+        return m_device->present;
+    }
 
     [[nodiscard]] QAudioDevice findDevice(const QString& /*key*/) const override
     {
-        return configuration().device;
+        return m_listed;
     }
 
     void followDeviceList() override {}
@@ -93,14 +116,10 @@ protected:
     void reportAtTick(qint64 /*nowMs*/) override { ++m_device->ticks; }
 
 private:
-    void enter(QAudio::State state)
-    {
-        m_state = state;
-        onStateChanged(state);
-    }
-
     const std::shared_ptr<FakeDevice> m_device;
+    QAudioDevice m_listed;
     bool m_exists = false;
+    bool m_isHeard = false;
     QAudio::State m_state = QAudio::StoppedState;
     QAudio::Error m_error = QAudio::NoError;
 };
@@ -130,9 +149,32 @@ void FakeNode::failDevice()
     waitForDeviceThread();
 }
 
+void FakeNode::changeDevice(QAudio::State state)
+{
+    post([state](NodeWorker& worker) { static_cast<FakeWorker&>(worker).enter(state); });
+    waitForDeviceThread();
+}
+
+void FakeNode::changeDeviceList()
+{
+    post([](NodeWorker& worker) { ::changeDeviceList(worker); });
+    waitForDeviceThread();
+}
+
 void FakeNode::waitForDeviceThread()
 {
     const auto done = std::make_shared<std::promise<void>>();
     post([done](NodeWorker& /*worker*/) { done->set_value(); });
     done->get_future().wait();
+}
+
+std::unique_ptr<NodeWorker> makeFakeWorker(std::shared_ptr<NodeStream> stream,
+                                           std::shared_ptr<FakeDevice> device)
+{
+    return std::make_unique<FakeWorker>(std::move(stream), std::move(device));
+}
+
+void changeDeviceList(NodeWorker& fakeWorker)
+{
+    static_cast<FakeWorker&>(fakeWorker).onDeviceListChanged();
 }

@@ -35,6 +35,9 @@ struct FakeDevice {
     std::atomic<int> starts = 0; ///< that came back
     std::atomic<int> rebuilds = 0;
     std::atomic<int> ticks = 0;
+    std::atomic<bool> present = true;
+    std::atomic<bool> serverAnswers = true;
+    std::atomic<QAudio::State> startsInto = QAudio::ActiveState;
     media::audio::NodeWatchdog::State limits{};
 };
 
@@ -50,8 +53,23 @@ public:
     /// running this thread's events.
     void failDevice();
 
+    /// Likewise: see its device go into a state by itself.
+    void changeDevice(QAudio::State state);
+
+    /// Likewise: hear that the list of devices has changed.
+    void changeDeviceList();
+
     /// Waits for the device thread, with all that was asked of it so far done.
     void waitForDeviceThread();
 
+    using AudioNode::requestRebuild;
     using AudioNode::stream;
 };
+
+/// The device's side of a FakeNode, for use on the calling thread.
+[[nodiscard]] std::unique_ptr<media::audio::NodeWorker>
+makeFakeWorker(std::shared_ptr<media::audio::NodeStream> stream,
+               std::shared_ptr<FakeDevice> device);
+
+/// The list of devices has changed.
+void changeDeviceList(media::audio::NodeWorker& fakeWorker);

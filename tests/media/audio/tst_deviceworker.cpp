@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QPointer>
+#include <QSignalSpy>
 #include <QStringList>
 #include <QTest>
 
@@ -79,14 +80,14 @@ public:
     {
         note("started");
         m_transfer = transfer;
-        m_state = QAudio::ActiveState;
+        enter(QAudio::ActiveState);
     }
 
     void stop()
     {
         note("stopped");
         stopping->pass();
-        m_state = QAudio::StoppedState;
+        enter(QAudio::StoppedState);
     }
 
     [[nodiscard]] QAudio::State state() const { return m_state; }
@@ -102,6 +103,13 @@ private:
         // Another one only makes the toolkit connect.
         if (m_real)
             diary->note(QString::fromLatin1(what));
+    }
+
+    void enter(QAudio::State state)
+    {
+        m_state = state;
+        if (m_real)
+            emit stateChanged(state);
     }
 
     const bool m_real;
@@ -187,6 +195,20 @@ private slots:
         m_stopping->open();
         QVERIFY(node.waitUntilIdle(QDeadlineTimer(kPatienceMs)));
         QCOMPARE(m_diary->lines().mid(3, 3), (QStringList{"made", "started", "stopped"}));
+    }
+
+    void nothingIsHeardOfTheDeviceThatARebuildReplaces()
+    {
+        EventfulNode node;
+        node.configure(device(), mono(), 1024);
+        QVERIFY(node.start());
+        QSignalSpy states(&node, &AudioNode::deviceStateChanged);
+        QSignalSpy rebuilds(&node, &AudioNode::deviceRebuilt);
+        node.requestRebuild();
+        QTRY_COMPARE_WITH_TIMEOUT(rebuilds.size(), 1, kPatienceMs);
+        QVERIFY(m_diary->lines().mid(2).startsWith("stopped"));
+        for (const QList<QVariant>& change : std::as_const(states))
+            QCOMPARE(change.at(0).value<QAudio::State>(), QAudio::ActiveState);
     }
 
     void deviceDiesBeforeItsTransferOnceTheNodeIsGone()

@@ -203,10 +203,7 @@ private slots:
                        .counter = 5,
                        .nowMs = 30000,
                        .rebuild = true,
-                       .after = {.rebuildCount = 1,
-                                 .lastRebuildAt = 30000,
-                                 .awaitingActiveSince = 30000,
-                                 .lastEvalAt = 30000}});
+                       .after = {.rebuildCount = 1, .lastRebuildAt = 30000, .lastEvalAt = 30000}});
     }
 
     void lockedOutOnlyProgressIsNoted() { checkEvaluation(); }
@@ -231,14 +228,12 @@ private slots:
                       {.before = moving, .counter = 4, .nowMs = 3999, .after = unmoved});
         addEvaluation("2999 ms are no stall",
                       {.before = moving, .counter = 5, .nowMs = 3999, .after = unmoved});
-        addEvaluation("3000 ms are one", {.before = moving,
-                                          .counter = 5,
-                                          .nowMs = 4000,
-                                          .rebuild = true,
-                                          .after = {.rebuildCount = 1,
-                                                    .lastRebuildAt = 4000,
-                                                    .awaitingActiveSince = 4000,
-                                                    .lastEvalAt = 4000}});
+        addEvaluation("3000 ms are one",
+                      {.before = moving,
+                       .counter = 5,
+                       .nowMs = 4000,
+                       .rebuild = true,
+                       .after = {.rebuildCount = 1, .lastRebuildAt = 4000, .lastEvalAt = 4000}});
         State rebuilt = moving;
         rebuilt.lastRebuildAt = 3501;
         rebuilt.rebuildCount = 7;
@@ -246,24 +241,20 @@ private slots:
         tooSoon.lastEvalAt = 4000;
         addEvaluation("499 ms after a rebuild is too soon",
                       {.before = rebuilt, .counter = 5, .nowMs = 4000, .after = tooSoon});
-        addEvaluation("500 ms after it is not", {.before = rebuilt,
-                                                 .counter = 5,
-                                                 .nowMs = 4001,
-                                                 .rebuild = true,
-                                                 .after = {.rebuildCount = 8,
-                                                           .lastRebuildAt = 4001,
-                                                           .awaitingActiveSince = 4001,
-                                                           .lastEvalAt = 4001}});
+        addEvaluation("500 ms after it is not",
+                      {.before = rebuilt,
+                       .counter = 5,
+                       .nowMs = 4001,
+                       .rebuild = true,
+                       .after = {.rebuildCount = 8, .lastRebuildAt = 4001, .lastEvalAt = 4001}});
         State nineteen = moving;
         nineteen.rebuildCount = 19;
-        addEvaluation("the 20th rebuild is the last", {.before = nineteen,
-                                                       .counter = 5,
-                                                       .nowMs = 4000,
-                                                       .rebuild = true,
-                                                       .after = {.rebuildCount = 20,
-                                                                 .lastRebuildAt = 4000,
-                                                                 .awaitingActiveSince = 4000,
-                                                                 .lastEvalAt = 4000}});
+        addEvaluation("the 20th rebuild is the last",
+                      {.before = nineteen,
+                       .counter = 5,
+                       .nowMs = 4000,
+                       .rebuild = true,
+                       .after = {.rebuildCount = 20, .lastRebuildAt = 4000, .lastEvalAt = 4000}});
         State twenty = moving;
         twenty.rebuildCount = 20;
         addEvaluation("the 21st gives up instead", {.before = twenty,
