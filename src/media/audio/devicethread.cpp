@@ -51,7 +51,8 @@ private:
 
 } // namespace
 
-/// The threads that are neither ended nor abandoned. Never destroyed.
+/// The threads that take work: neither abandoned, nor ended, nor asked to end. Never
+/// destroyed.
 class RunningThreads {
 public:
     static RunningThreads& instance()

@@ -17,8 +17,9 @@ namespace media::audio {
 /// toolkit is left behind with it: `detach` then makes whatever that thread
 /// still does harmless, and the node goes on with a stream of its own.
 ///
-/// Every member may be touched from every thread; the ring has one producer and
-/// one consumer. `prepare` and `begin` want both sides at rest.
+/// The public data may be touched from every thread, as may `detach`, `succeed`,
+/// `nowMs` and what tells the format; the ring has one producer and one consumer.
+/// `prepare`, `prepareAgain` and `begin` want both sides at rest.
 class NodeStream {
 public:
     static constexpr quint64 kMostChannels = 32;

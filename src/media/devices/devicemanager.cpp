@@ -206,6 +206,8 @@ void DeviceManager::onAudioOutputsChanged()
 
 void DeviceManager::onVideoInputsChanged()
 {
+    if (!m_connection.isOpen())
+        return;
     if (replaceList(m_videoLock, m_videoInputs, m_videoInputsSignature,
                     QMediaDevices::videoInputs())) {
         emit videoInputsChanged();

@@ -52,6 +52,7 @@ void drop(pa_threaded_mainloop* loop)
 
 /// Where the toolkit puts what it writes to a dead stream; null otherwise.
 thread_local std::unique_ptr<char[]> lostSamples;
+std::atomic<int> lostWriteCount = 0;
 constexpr std::size_t kMostLostBytes = std::size_t{1} << 16;
 
 template <typename Function>
@@ -70,6 +71,11 @@ void waitBeforeServerLoopEnds(void (*wait)())
 int droppedServerLoops()
 {
     return DroppedLoops::instance().count();
+}
+
+int lostWrites()
+{
+    return lostWriteCount;
 }
 
 } // namespace media::devices
@@ -104,6 +110,7 @@ int pa_stream_write(pa_stream* p, const void* data, size_t nbytes, pa_free_cb_t 
     if (!lostSamples || data != lostSamples.get())
         return write(p, data, nbytes, free_cb, offset, seek);
     lostSamples.reset();
+    ++lostWriteCount;
     return 0;
 }
 

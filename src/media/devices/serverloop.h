@@ -25,4 +25,7 @@ void waitBeforeServerLoopEnds(void (*wait)());
 /// file handles and a few kilobytes. Any thread.
 [[nodiscard]] int droppedServerLoops();
 
+/// How many writes to dead streams have vanished since the process began. Any thread.
+[[nodiscard]] int lostWrites();
+
 } // namespace media::devices

@@ -15,6 +15,7 @@
 
 using media::audio::DeviceThread;
 using media::devices::droppedServerLoops;
+using media::devices::lostWrites;
 
 namespace {
 
@@ -76,6 +77,13 @@ private slots:
         QVERIFY(place);
         QCOMPARE(bytes, size_t{64});
         std::memset(place, 1, bytes);
+        const int before = lostWrites();
+        QCOMPARE(pa_stream_write(stream, place, bytes, nullptr, 0, PA_SEEK_RELATIVE), 0);
+        QCOMPARE(lostWrites(), before + 1);
+        // Who asks for all there is gets 64 KiB.
+        bytes = static_cast<size_t>(-1);
+        QCOMPARE(pa_stream_begin_write(stream, &place, &bytes), 0);
+        QCOMPARE(bytes, size_t{65536});
         QCOMPARE(pa_stream_write(stream, place, bytes, nullptr, 0, PA_SEEK_RELATIVE), 0);
         // Whoever did not ask for a place is told the truth.
         const char other[64] = {};

@@ -1,6 +1,7 @@
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
+#include "media/devices/serverloop.h"
 #include "support/logcatcher.h"
 #include "support/soundserver.h"
 
@@ -13,6 +14,7 @@
 
 using media::audio::AudioOutputNode;
 using media::devices::DeviceManager;
+using media::devices::lostWrites;
 
 namespace {
 
@@ -33,9 +35,9 @@ QAudioFormat stereo()
 
 } // namespace
 
-/// A loudspeaker that goes just as it is fed, which makes the toolkit lose a lock.
-/// What is tested is that the process ends after all: it hung at its very end, and
-/// the time that the suite may take would be over.
+/// A loudspeaker that goes just as it is fed, which would make the toolkit lose a lock,
+/// say so, and hang the process at its very end: the time that the suite may take
+/// would be over.
 class TestNodeLostLock : public QObject {
     Q_OBJECT
 
@@ -48,13 +50,14 @@ private slots:
         LogCatcher log;
         log.tolerate(QtWarningMsg, "Entity killed");
         log.tolerate(QtWarningMsg, "is no longer present on the host");
-        bool lost = false;
-        for (int attempt = 0; attempt < kAttempts && !lost; ++attempt) {
+        const int before = lostWrites();
+        for (int attempt = 0; attempt < kAttempts && lostWrites() == before; ++attempt) {
+            QVERIFY(attempt == 0 || m_server.loadSink("speaker"));
             QTRY_VERIFY_WITH_TIMEOUT(!speaker().isNull(), kPatienceMs);
             QVERIFY(playUntilItGoes());
-            lost = !log.texts(QtWarningMsg).filter("pa_stream_begin_write error").isEmpty();
-            QVERIFY(lost || m_server.loadSink("speaker"));
         }
+        QVERIFY2(lostWrites() > before, "no stream died just as it was fed");
+        QVERIFY(log.texts(QtWarningMsg).filter("pa_stream_begin_write error").isEmpty());
     }
 
 private:

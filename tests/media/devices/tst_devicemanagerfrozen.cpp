@@ -85,6 +85,7 @@ private slots:
             QVERIFY(manager.defaultAudioOutput().isNull());
             QVERIFY(!manager.isOutputPresent("speaker"));
             manager.onAudioOutputsChanged();
+            manager.onVideoInputsChanged();
         }
         QVERIFY(elapsed.elapsed() < kDeadlineMs);
     }
