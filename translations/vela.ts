@@ -110,15 +110,7 @@
 <context>
     <name>ProjectFileJob</name>
     <message>
-        <source>Saving…</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Could not save %1: %2.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Loading…</source>
         <translation type="unfinished"></translation>
     </message>
     <message>

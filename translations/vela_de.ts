@@ -110,16 +110,8 @@
 <context>
     <name>ProjectFileJob</name>
     <message>
-        <source>Saving…</source>
-        <translation>Wird gespeichert …</translation>
-    </message>
-    <message>
         <source>Could not save %1: %2.</source>
         <translation>%1 konnte nicht gespeichert werden: %2.</translation>
-    </message>
-    <message>
-        <source>Loading…</source>
-        <translation>Wird geladen …</translation>
     </message>
     <message>
         <source>Could not load %1: %2.</source>

@@ -84,7 +84,6 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     }
     if (!begin())
         return false;
-    emit busyChanged(tr("Saving…"));
     const Extent before(*project);
     ProjectHandle snapshot = ProjectFile::snapshot(*project);
     ProjectFile::SaveResult result;
@@ -98,7 +97,6 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     const bool saved = finishSave(path, result);
     if (saved && before == Extent(*project))
         project->untaint(QStringLiteral("saveVelaProject"));
-    emit busyChanged({});
     return saved;
 }
 
@@ -130,13 +128,10 @@ bool ProjectFileJob::load(const QString& path, const ProjectHandle& project)
     }
     if (!begin())
         return false;
-    emit busyChanged(tr("Loading…"));
     ProjectFile::LoadResult result;
     runBeside([&] { result = ProjectFile::load(path, &m_abandon); });
     m_running = false;
-    const bool loaded = finishLoad(path, result, project);
-    emit busyChanged({});
-    return loaded;
+    return finishLoad(path, result, project);
 }
 
 bool ProjectFileJob::finishLoad(const QString& path, const ProjectFile::LoadResult& result,

@@ -38,9 +38,6 @@ public:
     void cancel();
 
 signals:
-    /// What is being done ("Saving…", "Loading…"), for a busy bar; empty at the end.
-    void busyChanged(const QString& activity);
-
     /// Why a save or load failed or is less than it should be, as a sentence for the user.
     void errorOccurred(const QString& message);
 

@@ -8,9 +8,13 @@
 #include <QTest>
 #include <QThread>
 
-#include <memory>
-
 using namespace project_samples;
+
+namespace {
+
+constexpr int kAttempts = 100;
+
+} // namespace
 
 class TestProjectFileJob : public FolderSuite {
     Q_OBJECT
@@ -20,13 +24,9 @@ private:
 
     // Runs `action` in the local event loop of the next save or load.
     template <typename Action>
-    void whileBusy(const ProjectFileJob& job, Action action)
+    void whileBusy(Action action)
     {
-        auto once = std::make_shared<QMetaObject::Connection>();
-        *once = connect(&job, &ProjectFileJob::busyChanged, this, [this, action, once] {
-            disconnect(*once);
-            QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
-        });
+        QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
     }
 
 private slots:
@@ -59,25 +59,6 @@ private slots:
         QCOMPARE(log().texts(QtDebugMsg),
                  (QStringList{"Loading \"" + path() + '"',
                               "VelaProject un-tainted by \"loadVelaProject\""}));
-    }
-
-    void bothSayWhatTheyDoAndWhenTheyAreDone()
-    {
-        ProjectFileJob job;
-        const QSignalSpy busy(&job, &ProjectFileJob::busyChanged);
-        QVERIFY(job.save(path(), awkward()));
-        QVERIFY(job.load(path(), VelaProject::create()));
-        QVERIFY(!job.load(path() + "x", VelaProject::create()));
-        QCOMPARE(log().take(QtWarningMsg, "Could not open file for loading, skipping..."), 1);
-        QStringList said;
-        for (const auto& arguments : busy)
-            said.append(arguments.first().toString());
-        QCOMPARE(said, (QStringList{QStringLiteral("Saving\u2026"),
-                                    {},
-                                    QStringLiteral("Loading\u2026"),
-                                    {},
-                                    QStringLiteral("Loading\u2026"),
-                                    {}}));
     }
 
     void withoutAProjectBothWarnAndStop()
@@ -148,11 +129,11 @@ private slots:
     {
         ProjectFileJob job;
         bool ranInSave = false;
-        whileBusy(job, [&] { ranInSave = job.isRunning(); });
+        whileBusy([&] { ranInSave = job.isRunning(); });
         QVERIFY(job.save(path(), noisy(200'000, 1)));
         QVERIFY(ranInSave && !job.isRunning());
         bool ranInLoad = false;
-        whileBusy(job, [&] { ranInLoad = job.isRunning(); });
+        whileBusy([&] { ranInLoad = job.isRunning(); });
         QVERIFY(job.load(path(), VelaProject::create()));
         QVERIFY(ranInLoad && !job.isRunning());
     }
@@ -162,7 +143,7 @@ private slots:
         ProjectFileJob job;
         bool saved = true;
         bool loaded = true;
-        whileBusy(job, [&] {
+        whileBusy([&] {
             saved = job.save(path() + "2", awkward());
             loaded = job.load(path(), awkward());
         });
@@ -176,7 +157,7 @@ private slots:
         const auto project = noisy(200'000, 1);
         const auto before = ProjectFile::snapshot(*project);
         ProjectFileJob job;
-        whileBusy(job, [&] {
+        whileBusy([&] {
             project->tracks[0]->samples[0].append(1.0F);
             project->taint(QStringLiteral("record"));
         });
@@ -197,10 +178,16 @@ private slots:
     {
         ProjectFileJob job;
         QVERIFY(job.save(path(), noisy(200'000, 1)));
-        const auto project = awkward();
         const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
-        connect(&job, &ProjectFileJob::busyChanged, &job, &ProjectFileJob::cancel);
-        QVERIFY(!job.load(path(), project));
+        ProjectHandle project;
+        // One may be done before it is told to stop.
+        bool loaded = true;
+        for (int i = 0; loaded && i < kAttempts; ++i) {
+            project = awkward();
+            whileBusy([&] { job.cancel(); });
+            loaded = job.load(path(), project);
+        }
+        QVERIFY(!loaded);
         QVERIFY(errors.isEmpty());
         QVERIFY(project->tainted);
         QCOMPARE(difference(*project, *awkward()), QString());
@@ -209,8 +196,8 @@ private slots:
     void cancelDoesNotAbandonASave()
     {
         ProjectFileJob job;
-        connect(&job, &ProjectFileJob::busyChanged, &job, &ProjectFileJob::cancel);
         const auto project = noisy(200'000, 1);
+        whileBusy([&] { job.cancel(); });
         QVERIFY(job.save(path(), project));
         QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
     }
@@ -229,7 +216,7 @@ private slots:
     {
         ProjectFileJob job;
         const auto project = noisy(200'000, 1);
-        whileBusy(job, [] { QCoreApplication::quit(); });
+        whileBusy([] { QCoreApplication::quit(); });
         QVERIFY(job.save(path(), project));
         QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
     }
