@@ -67,24 +67,26 @@ void FileWork::load(const QString& path, const ProjectHandle& project)
 {
     const Exclusive running(this, true);
     ProjectFileJob job;
-    QString failure;
-    connect(&job, &ProjectFileJob::errorOccurred, this,
-            [&failure](const QString& message) { failure = message; });
     connect(this, &FileWork::endRequested, &job, &ProjectFileJob::cancel);
     m_strip->showWork(tr("Loading %1…").arg(QFileInfo(path).fileName()), tr("Stop loading"));
-    job.load(path, project);
-    endWork(failure);
+    runJob(job, &ProjectFileJob::load, path, project);
 }
 
 void FileWork::save(const QString& path, const ProjectHandle& project)
 {
     const Exclusive running(this, true);
     ProjectFileJob job;
+    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), {});
+    runJob(job, &ProjectFileJob::save, path, project);
+}
+
+void FileWork::runJob(ProjectFileJob& job, JobOperation operation, const QString& path,
+                      const ProjectHandle& project)
+{
     QString failure;
     connect(&job, &ProjectFileJob::errorOccurred, this,
             [&failure](const QString& message) { failure = message; });
-    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), {});
-    job.save(path, project);
+    (job.*operation)(path, project);
     endWork(failure);
 }
 

@@ -7,6 +7,7 @@
 #include <QObject>
 
 class ActivityStrip;
+class ProjectFileJob;
 class QWidget;
 
 /// Runs one long file command at a time, shows it in the activity strip and
@@ -50,6 +51,9 @@ signals:
 
 private:
     class Exclusive;
+    using JobOperation = bool (ProjectFileJob::*)(const QString&, const ProjectHandle&);
+    void runJob(ProjectFileJob& job, JobOperation operation, const QString& path,
+                const ProjectHandle& project);
     void endWork(const QString& failure);
 
     ActivityStrip* m_strip;
