@@ -2,6 +2,7 @@
 
 #include "project/decoderrun.h"
 #include "project/mediaprobe.h"
+#include "project/retireddecoder.h"
 
 #include <QDebug>
 #include <QEventLoop>
@@ -10,6 +11,7 @@
 #include <QScopedValueRollback>
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <new>
 #include <utility>
@@ -82,11 +84,14 @@ TrackHandle AudioImporter::run(const QString& path)
 
 TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
 {
-    for (const int patienceTicks : kPatienceTicks) {
+    bool hasCrashed = false;
+    for (std::size_t attempt = 0; attempt < kPatienceTicks.size();) {
         auto file = std::make_unique<WatchedFile>(path);
         if (!file->open(QIODevice::ReadOnly))
             return failToRead(*file);
-        DecoderRun decoding(std::move(file), durationMs, patienceTicks);
+        // A fault does not tell whose it is: an earlier file's decoder may be dying.
+        const bool mayBeAnothers = RetiredDecoder::count() > 0;
+        DecoderRun decoding(std::move(file), durationMs, kPatienceTicks.at(attempt++));
         connect(&decoding, &DecoderRun::progressChanged, this, &AudioImporter::report);
         if (!complete(decoding))
             return {};
@@ -100,7 +105,11 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
         case DecoderRun::State::Stalled:
             break;
         case DecoderRun::State::Crashed:
-            return failToDecode(path);
+            if (!mayBeAnothers || hasCrashed)
+                return failToDecode(path);
+            hasCrashed = true;
+            --attempt; // once more, and as patiently
+            continue;
         case DecoderRun::State::TooLarge:
             return failToKeep(path);
         case DecoderRun::State::Running:

@@ -21,8 +21,9 @@ public:
 
     /// Decodes the file at `path` into a new track named after the file up to
     /// its first dot. Blocks the caller in a local event loop: timers, paints
-    /// and input go on, so the caller keeps the project from being changed and
-    /// this importer from being destroyed meanwhile.
+    /// and input go on, but for a moment at the beginning in which the toolkit
+    /// opens the file; a file system that does not answer holds them up then. So the caller keeps
+    /// the project from being changed and this importer from being destroyed meanwhile.
     ///
     /// Returns null after exactly one `errorOccurred()`, whatever the file is:
     /// a decoder that goes silent is given up, and so is a file whose samples do

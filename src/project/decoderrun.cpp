@@ -20,10 +20,11 @@ constexpr qint64 kRoundingMs = 1; ///< durations are told in whole ones
 
 } // namespace
 
-DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks)
+DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks,
+                       std::unique_ptr<QAudioDecoder> decoder)
     : m_guard(std::make_unique<DecoderFaultGuard>())
     , m_file(std::move(file))
-    , m_decoder(std::make_unique<QAudioDecoder>())
+    , m_decoder(std::move(decoder))
     , m_knownDurationMs(knownDurationMs)
     , m_patienceTicks(patienceTicks)
 {
@@ -119,9 +120,10 @@ void DecoderRun::reportProgress()
 
 void DecoderRun::finish()
 {
-    while (!isDone() && m_decoder->bufferAvailable())
+    // After a catch no buffer is taken any more.
+    while (!isDone() && !m_guard->hasCaught() && m_decoder->bufferAvailable())
         takeBuffer();
-    settle(State::Finished);
+    settle(m_guard->hasCaught() ? State::Crashed : State::Finished);
 }
 
 void DecoderRun::fail()
@@ -140,7 +142,7 @@ void DecoderRun::tick()
     const bool isReading = steps % 2 == 1;
     m_idleTicks = isReading || steps != m_stepsSeen ? 0 : m_idleTicks + 1;
     m_stepsSeen = steps;
-    if (m_idleTicks >= (m_samples.isEmpty() ? m_patienceTicks : kPatienceTicksOnceDelivering))
+    if (m_idleTicks >= (m_hasDelivered ? kPatienceTicksOnceDelivering : m_patienceTicks))
         settle(State::Stalled);
 }
 

@@ -42,7 +42,9 @@ public:
     /// `knownDurationMs` serves where the decoder reports none; −1: unknown.
     /// `patienceTicks`: how many ticks without a sign of life are too many before
     /// the first buffer.
-    DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks);
+    /// `decoder` is a new one.
+    DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs, int patienceTicks,
+               std::unique_ptr<QAudioDecoder> decoder = std::make_unique<QAudioDecoder>());
     ~DecoderRun() override;
     Q_DISABLE_COPY_MOVE(DecoderRun)
 
