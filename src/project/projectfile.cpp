@@ -10,7 +10,6 @@
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -41,12 +40,16 @@ void writeHeader(QDataStream& stream)
     stream << kVersion << kCompressed;
 }
 
-void writePlainBody(QDataStream& stream, const ProjectHandle& project)
+bool writePlainBody(QDataStream& stream, const ProjectHandle& project, qint64 maxBodyBytes)
 {
     QByteArray payload;
     QDataStream payloadStream(&payload, QIODevice::WriteOnly);
     writeProject(payloadStream, project);
-    stream << qCompress(payload, -1);
+    const QByteArray body = qCompress(payload, -1);
+    if (body.size() > maxBodyBytes)
+        return false;
+    stream << body;
+    return true;
 }
 
 // The length stands before a body whose length is only known in the end.
@@ -175,6 +178,7 @@ void ProjectFile::adopt(const ProjectHandle& project, const VelaProject& loaded)
 
 SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, qint64 maxBodyBytes)
 {
+    const QString tooLarge = tr("the project is larger than a project file can be");
     if (hasOverlongChannel(*project))
         return {SaveResult::Outcome::TooLarge,
                 tr("a track is longer than a project file can hold")};
@@ -186,13 +190,13 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
     writeHeader(stream);
     const qint64 payloadBytes = payloadSize(*project);
     if (payloadBytes <= kMaxPlainPayloadBytes) {
-        writePlainBody(stream, project);
+        if (!writePlainBody(stream, project, maxBodyBytes))
+            return {SaveResult::Outcome::TooLarge, tooLarge};
     } else {
         DeflateDevice deflate(file, maxBodyBytes - kSizeHintBytes);
         if (!writeStreamedBody(stream, project, payloadBytes, deflate)) {
             if (deflate.isTooLarge())
-                return {SaveResult::Outcome::TooLarge,
-                        tr("the project is larger than a project file can be")};
+                return {SaveResult::Outcome::TooLarge, tooLarge};
             return {SaveResult::Outcome::WriteFailed, deflate.errorString()};
         }
     }

@@ -10,6 +10,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <sys/mman.h>
 
 namespace {
 
@@ -75,6 +76,19 @@ ProjectHandle noisy(qsizetype frames, quint32 seed)
     const auto project = VelaProject::create();
     const TrackHandle track = project->addTrack(QStringLiteral("noise"), 2);
     track->samples = {signal_makers::noise(frames, seed), signal_makers::noise(frames, seed + 1)};
+    return project;
+}
+
+ProjectHandle overlong()
+{
+    constexpr qsizetype kCount = kMaxChannelSamples + 1;
+    static void* const space = ::mmap(nullptr, size_t(kCount) * sizeof(float), PROT_READ,
+                                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    const auto project = VelaProject::create();
+    if (space != MAP_FAILED) {
+        project->addTrack({}, 1)->samples[0] =
+            QList<float>(QArrayDataPointer<float>(nullptr, static_cast<float*>(space), kCount));
+    }
     return project;
 }
 
@@ -148,6 +162,13 @@ QByteArray compressedFile(const QByteArray& payload)
 QByteArray plainFile(const QByteArray& payload)
 {
     return header(false) + payload;
+}
+
+QByteArray plainFileOfOneChannel(qint64 samples)
+{
+    const QByteArray flags("\0\0", 2);
+    return plainFile(zeroFields() + be32(1) + text(QStringLiteral("x")) + be32(1) + be32(44100) +
+                     flags + be32(1) + be64(quint64(samples)));
 }
 
 QByteArray payloadOf(const ProjectHandle& project)

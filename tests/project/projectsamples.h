@@ -16,6 +16,10 @@ ProjectHandle awkward();
 /// One stereo track of noise of `frames` frames; other seeds, other samples.
 ProjectHandle noisy(qsizetype frames, quint32 seed);
 
+/// One track with a channel of one sample more than a file can hold, in address space
+/// without memory behind it: only its length may be looked at.
+ProjectHandle overlong();
+
 /// "" when both hold the same saved fields, tracks and sample bits, otherwise
 /// the first difference in words.
 QString difference(const VelaProject& a, const VelaProject& b);
@@ -37,6 +41,10 @@ QByteArray header(bool compressed);
 /// A whole file with `payload` compressed, or as it is.
 QByteArray compressedFile(const QByteArray& payload);
 QByteArray plainFile(const QByteArray& payload);
+
+/// The start of an uncompressed file with one channel of `samples` samples, which are
+/// to follow.
+QByteArray plainFileOfOneChannel(qint64 samples);
 
 /// What a file of `project` holds before it is compressed, as the serializer writes it.
 QByteArray payloadOf(const ProjectHandle& project);

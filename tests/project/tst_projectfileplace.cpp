@@ -1,11 +1,15 @@
 #include "project/projectfile.h"
 #include "project/projectsamples.h"
+#include "project/projectserializer.h"
 #include "support/files.h"
 #include "support/foldersuite.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QTest>
 
+#include <array>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -158,6 +162,33 @@ private slots:
         QCOMPARE(readFile(path()), "old");
         QCOMPARE(entries(), (QStringList{"fits.vela", "song.vela"}));
         QCOMPARE(ProjectFile::save(project, path(), body).outcome, SaveOutcome::Saved);
+    }
+
+    void aSmallBodyBeyondTheLimitLeavesTheOldFile()
+    {
+        writeFile(path(), "old");
+        QCOMPARE(ProjectFile::save(awkward(), path("fits.vela")).outcome, SaveOutcome::Saved);
+        const qint64 body = QFileInfo(path("fits.vela")).size() - 13;
+        QCOMPARE(ProjectFile::save(awkward(), path(), body - 1).outcome, SaveOutcome::TooLarge);
+        QCOMPARE(readFile(path()), "old");
+        QCOMPARE(ProjectFile::save(awkward(), path(), body).outcome, SaveOutcome::Saved);
+    }
+
+    void aChannelBeyondTheLimitIsRefusedBeforeTheFolderIsTouched()
+    {
+        writeFile(path(), "old");
+        const QDateTime longAgo = QDateTime::fromSecsSinceEpoch(1'000'000'000);
+        const timespec then{1'000'000'000, 0};
+        const std::array times{then, then};
+        const QByteArray folderName = QFile::encodeName(folder());
+        QCOMPARE(::utimensat(AT_FDCWD, folderName.constData(), times.data(), 0), 0);
+        const auto project = overlong();
+        QCOMPARE(project->length(), kMaxChannelSamples + 1);
+        const auto result = ProjectFile::save(project, path());
+        QCOMPARE(result.outcome, SaveOutcome::TooLarge);
+        QCOMPARE(result.reason, "a track is longer than a project file can hold");
+        QCOMPARE(readFile(path()), "old");
+        QCOMPARE(QFileInfo(folder()).lastModified(), longAgo);
     }
 };
 
