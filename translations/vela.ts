@@ -121,6 +121,10 @@
         <source>%1 is saved, but might not survive a power cut: %2.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>%1 is loaded, but with losses: %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>Settings</name>

@@ -121,6 +121,10 @@
         <source>%1 is saved, but might not survive a power cut: %2.</source>
         <translation>%1 ist gespeichert, übersteht aber womöglich keinen Stromausfall: %2.</translation>
     </message>
+    <message>
+        <source>%1 is loaded, but with losses: %2.</source>
+        <translation>%1 ist geladen, aber mit Verlusten: %2.</translation>
+    </message>
 </context>
 <context>
     <name>Settings</name>

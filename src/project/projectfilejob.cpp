@@ -13,8 +13,9 @@
 namespace {
 
 // Returns when `work` has run on a thread of its own. If the program is told to
-// quit meanwhile the local loop ends at once, and the thread is waited for.
-void runBeside(const std::function<void()>& work)
+// quit meanwhile the local loop ends at once; then `hurry` is called, and the
+// thread waited for.
+void runBeside(const std::function<void()>& work, const std::function<void()>& hurry)
 {
     const std::unique_ptr<QThread> thread(QThread::create(work));
     thread->setObjectName(QStringLiteral("project-file"));
@@ -23,6 +24,8 @@ void runBeside(const std::function<void()>& work)
                      Qt::QueuedConnection);
     thread->start();
     loop.exec();
+    if (!thread->isFinished())
+        hurry();
     thread->wait();
 }
 
@@ -87,12 +90,13 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     const Extent before(*project);
     ProjectHandle snapshot = ProjectFile::snapshot(*project);
     ProjectFile::SaveResult result;
-    runBeside([&] {
+    const auto write = [&] {
         result = ProjectFile::save(snapshot, path);
         // So that the next change need not copy the samples. Here, because giving
         // back the last copy of a long track takes its time.
         snapshot.reset();
-    });
+    };
+    runBeside(write, [] {}); // a save goes on to its end
     m_running = false;
     const bool saved = finishSave(path, result);
     if (saved && before == Extent(*project))
@@ -129,7 +133,7 @@ bool ProjectFileJob::load(const QString& path, const ProjectHandle& project)
     if (!begin())
         return false;
     ProjectFile::LoadResult result;
-    runBeside([&] { result = ProjectFile::load(path, &m_abandon); });
+    runBeside([&] { result = ProjectFile::load(path, &m_abandon); }, [this] { cancel(); });
     m_running = false;
     return finishLoad(path, result, project);
 }
@@ -161,7 +165,11 @@ bool ProjectFileJob::finishLoad(const QString& path, const ProjectFile::LoadResu
         qInfo("ProjectFile: loading abandoned");
         break;
     }
-    if (!result.reason.isEmpty())
-        emit errorOccurred(tr("Could not load %1: %2.").arg(fileName(path), result.reason));
-    return result.outcome == Outcome::Loaded;
+    const bool isLoaded = result.outcome == Outcome::Loaded;
+    if (!result.reason.isEmpty()) {
+        const QString sentence =
+            isLoaded ? tr("%1 is loaded, but with losses: %2.") : tr("Could not load %1: %2.");
+        emit errorOccurred(sentence.arg(fileName(path), result.reason));
+    }
+    return isLoaded;
 }

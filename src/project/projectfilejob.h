@@ -28,7 +28,7 @@ public:
 
     /// Reads `path` into `project`, which becomes clean. False, with a warning
     /// and `errorOccurred`, if it is no readable project file; false alone if
-    /// `cancel()` was called: `project` is as it was. A damaged body gives the
+    /// `cancel()` was called or the program quits: `project` is as it was. A damaged body gives the
     /// empty project that such files stand for, `errorOccurred`, and true.
     bool load(const QString& path, const ProjectHandle& project);
 

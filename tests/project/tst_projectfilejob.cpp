@@ -7,12 +7,22 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <QTimer>
 
 using namespace project_samples;
 
 namespace {
 
 constexpr int kAttempts = 100;
+
+constexpr qint64 kLongFileBytes = qint64{256} * 1024 * 1024;
+
+// By this process so far; −1: unknown.
+qint64 bytesRead()
+{
+    const QByteArray report = readFile(QStringLiteral("/proc/self/io"));
+    return report.startsWith("rchar: ") ? report.mid(7, report.indexOf('\n') - 7).toLongLong() : -1;
+}
 
 } // namespace
 
@@ -27,6 +37,17 @@ private:
     void whileBusy(Action action)
     {
         QMetaObject::invokeMethod(this, action, Qt::QueuedConnection);
+    }
+
+    // Without that loop nothing can be told to quit.
+    template <typename Action>
+    void inTheApplicationsLoop(Action action)
+    {
+        QTimer::singleShot(0, this, [action] {
+            action();
+            QCoreApplication::quit();
+        });
+        QCoreApplication::exec();
     }
 
 private slots:
@@ -85,6 +106,22 @@ private slots:
         QCOMPARE(errors[0][0].toString(), "Could not save song.vela: " + reason + '.');
     }
 
+    void aSaveOfTooLongATrackSaysSoAndStaysTainted()
+    {
+        const auto project = overlong();
+        QVERIFY(project->tainted);
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(!job.save(path(), project));
+        QVERIFY(project->tainted);
+        const QString reason = QStringLiteral("a track is longer than a project file can hold");
+        QCOMPARE(log().take(QtWarningMsg, "ProjectFile: not saved: " + reason + ", skipping..."),
+                 1);
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(), "Could not save song.vela: " + reason + '.');
+        QVERIFY(entries().isEmpty());
+    }
+
     void filesThatCannotBeLoadedLeaveTheProjectAlone_data()
     {
         QTest::addColumn<QByteArray>("bytes");
@@ -120,6 +157,8 @@ private slots:
         QVERIFY(job.load(path(), project));
         QCOMPARE(log().takeContaining(QtWarningMsg, "damaged"), 1);
         QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(),
+                 "song.vela is loaded, but with losses: the file is damaged.");
         QVERIFY(!project->tainted);
         QCOMPARE(project->sampleRate, 0);
         QVERIFY(project->tracks.isEmpty() && project->cursor.name.isEmpty());
@@ -193,6 +232,34 @@ private slots:
         QCOMPARE(difference(*project, *awkward()), QString());
     }
 
+    void anEndMidwayLeavesTheRestOfTheFileUnread_data()
+    {
+        QTest::addColumn<bool>("isQuit");
+        QTest::newRow("cancelled") << false;
+        QTest::newRow("the program quits") << true;
+    }
+
+    void anEndMidwayLeavesTheRestOfTheFileUnread()
+    {
+        QFETCH(bool, isQuit);
+        writeFile(path(), plainFileOfOneChannel(kLongFileBytes / qint64{sizeof(float)}));
+        QFile file(path());
+        QVERIFY(file.resize(file.size() + kLongFileBytes)); // a hole, which reads as zeros
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        const qint64 before = bytesRead();
+        bool isLoaded = true;
+        inTheApplicationsLoop([&] {
+            whileBusy([&] { isQuit ? QCoreApplication::quit() : job.cancel(); });
+            isLoaded = job.load(path(), project);
+        });
+        QVERIFY(!isLoaded);
+        QVERIFY(before >= 0 && bytesRead() - before < kLongFileBytes);
+        QVERIFY(errors.isEmpty());
+        QCOMPARE(difference(*project, *awkward()), QString());
+    }
+
     void cancelDoesNotAbandonASave()
     {
         ProjectFileJob job;
@@ -216,8 +283,12 @@ private slots:
     {
         ProjectFileJob job;
         const auto project = noisy(200'000, 1);
-        whileBusy([] { QCoreApplication::quit(); });
-        QVERIFY(job.save(path(), project));
+        bool isSaved = false;
+        inTheApplicationsLoop([&] {
+            whileBusy([] { QCoreApplication::quit(); });
+            isSaved = job.save(path(), project);
+        });
+        QVERIFY(isSaved);
         QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
     }
 };
