@@ -68,11 +68,11 @@ void AudioNode::makeSide()
     m_thread->adopt(m_worker);
 }
 
-void AudioNode::abandonSide(const char* what)
+void AudioNode::abandonSide(const char* what, DeviceThread::Ms waited)
 {
     qWarning("%s::%s: the device thread has not answered for %lld ms — leaving it behind and "
              "going on with a new one",
-             m_words.node, what, static_cast<long long>(kCallBound.count()));
+             m_words.node, what, static_cast<long long>(waited.count()));
     m_stream->detach();
     disconnect(m_worker, nullptr, this, nullptr);
     m_thread->abandon([worker = m_worker] { dispose(worker); });
@@ -92,7 +92,7 @@ bool AudioNode::run(const char* what, const std::function<void(NodeWorker&)>& wo
 {
     if (m_thread->run([worker = m_worker, work] { work(*worker); }, kCallBound))
         return true;
-    abandonSide(what);
+    abandonSide(what, kCallBound);
     return false;
 }
 
@@ -151,7 +151,7 @@ bool AudioNode::waitUntilIdle(QDeadlineTimer deadline)
                              : std::min(DeviceThread::Ms{deadline.remainingTime()}, kCallBound);
     if (!stop || stop->waitFor(bound))
         return true;
-    abandonSide("stop");
+    abandonSide("stop", bound);
     return false;
 }
 

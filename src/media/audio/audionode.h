@@ -66,8 +66,8 @@ public:
     /// again as for any other that stalls, and gives up likewise.
     bool start();
 
-    /// Running → Configured: cut, not played out; the ring is emptied. Nothing
-    /// else if not running.
+    /// Running → Configured: cut, not played out; the ring is emptied, and the
+    /// watchdog begins afresh. Nothing else if not running.
     void stop();
 
     /// `stop` without waiting for it. The ring is not to be touched before
@@ -113,7 +113,7 @@ protected:
 private:
     [[nodiscard]] bool run(const char* what, const std::function<void(NodeWorker&)>& work);
     void makeSide();
-    void abandonSide(const char* what);
+    void abandonSide(const char* what, DeviceThread::Ms waited);
 
     /// Passes a signal of the worker on, unless the worker was left behind while
     /// the signal was under way.

@@ -15,10 +15,10 @@ namespace media::audio {
 /// on a thread of its own, "audio-streams", that stays until the application
 /// ends.
 ///
-/// The toolkit frees the old connection when it makes a new one, and aborts the
-/// process if another thread is then waiting inside a start call. So the thread
-/// stands still while permissions are out. A start that never returns costs the
-/// way back after a crash of the server, but not the process.
+/// The toolkit drops the old connection when it makes a new one; a thread that is
+/// then waiting inside a start call waits for ever. So the thread stands still while
+/// permissions are out. A start that never returns costs the
+/// way back after a crash of the server.
 ///
 /// Made and destroyed on one device thread.
 class StreamStart {

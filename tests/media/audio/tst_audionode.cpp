@@ -222,12 +222,27 @@ private slots:
         QVERIFY(!hanging.waitUntilIdle(deadline));
         QVERIFY(deadline.hasExpired());
         QVERIFY(other.waitUntilIdle(deadline));
-        QCOMPARE(m_log->takeContaining(QtWarningMsg, kHangs), 1);
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "the device thread has not answered for"), 1);
         QTRY_COMPARE_WITH_TIMEOUT(states.value(states.size() - 1).value(0).value<QAudio::State>(),
                                   QAudio::StoppedState, kPatienceMs);
         m_device->stopping.open();
         QVERIFY(hanging.waitUntilIdle(deadline));
         QVERIFY(hanging.start());
+    }
+
+    void shorterWaitIsToldAsItWas()
+    {
+        FakeNode node(m_device);
+        configure(node);
+        QVERIFY(node.start());
+        m_device->stopping.close();
+        node.requestStop();
+        QVERIFY(!node.waitUntilIdle(QDeadlineTimer(0)));
+        QCOMPARE(m_log->takeContaining(QtWarningMsg,
+                                       "FakeNode::stop: the device thread has not answered for 0 "
+                                       "ms — leaving it behind"),
+                 1);
+        m_device->stopping.open();
     }
 
     void countsOutliveTheThreadThatHung()

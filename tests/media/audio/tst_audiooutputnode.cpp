@@ -46,6 +46,17 @@ QAudioDevice speaker()
     return {};
 }
 
+/// A node whose ring can be read back.
+class ReadableNode : public AudioOutputNode {
+public:
+    QList<float> queued()
+    {
+        QList<float> samples(static_cast<qsizetype>(queuedSamples()));
+        stream().ring.read(samples.data(), queuedSamples());
+        return samples;
+    }
+};
+
 } // namespace
 
 /// A node on the speaker of a private sound server, judged by what the server
@@ -202,6 +213,24 @@ private slots:
         QCOMPARE(node.droppedSamples(), 5U);
         node.resetCounters();
         QCOMPARE(node.droppedSamples(), 0U);
+    }
+
+    void processGivesEachDeviceChannelItsSource()
+    {
+        const double planar[] = {0.125, 0.25, 0.5, 0.75}; // two channels of two frames
+        QAudioFormat format = stereo();
+        ReadableNode node;
+        format.setChannelCount(4);
+        node.configure(speaker(), format, 16);
+        node.process({2, 2, planar});
+        QCOMPARE(node.queued(), (QList<float>{0.125F, 0.5F, 0, 0, 0.25F, 0.75F, 0, 0}));
+        node.process({2, 1, planar});
+        QCOMPARE(node.queued(),
+                 (QList<float>{0.125F, 0.125F, 0.125F, 0.125F, 0.25F, 0.25F, 0.25F, 0.25F}));
+        format.setChannelCount(1);
+        node.configure(speaker(), format, 16);
+        node.process({2, 2, planar});
+        QCOMPARE(node.queued(), (QList<float>{0.125F, 0.25F}));
     }
 
     void longSoundIsHeardBitForBitWithoutAGap()
