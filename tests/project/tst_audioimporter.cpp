@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -381,6 +382,22 @@ private slots:
         const QSet<int> steps(import.progress.begin(), import.progress.end());
         QCOMPARE(steps.size(), import.progress.size()); // nothing is said twice
         QVERIFY2(steps.size() > 10, "the length is known, so there are steps on the way");
+    }
+
+    void theFinalHundredComesBeforeTheLineInTheLog()
+    {
+        const auto imported = [this] {
+            return m_log->texts(QtDebugMsg).filter(QRegularExpression("^Imported ")).size();
+        };
+        AudioImporter importer;
+        qsizetype linesAtTheHundred = -1;
+        connect(&importer, &AudioImporter::progressChanged, this, [&](int percent) {
+            if (percent == 100)
+                linesAtTheHundred = imported();
+        });
+        QVERIFY(importer.importFile(wavFile("line.wav")));
+        QCOMPARE(linesAtTheHundred, 0);
+        QCOMPARE(imported(), 1);
     }
 
     void theEventLoopGoesOnDuringALongImport()

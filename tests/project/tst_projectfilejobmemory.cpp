@@ -1,0 +1,52 @@
+// Memory runs out while a project is loaded. A suite of its own, as the sanitizers know
+// no limit of the address space.
+
+#include "project/addressspacelimit.h"
+#include "project/projectfilejob.h"
+#include "project/projectsamples.h"
+#include "support/files.h"
+#include "support/foldersuite.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace project_samples;
+
+namespace {
+
+constexpr qint64 kMebibyte = qint64{1024} * 1024;
+constexpr qint64 kLongFileBytes = 512 * kMebibyte;
+
+} // namespace
+
+class TestProjectFileJobMemory : public FolderSuite {
+    Q_OBJECT
+
+private slots:
+
+    void aLoadThatDoesNotFitSaysSoAndLeavesTheProjectAlone()
+    {
+        const QString path = in(QStringLiteral("song.vela"));
+        writeFile(path, plainFileOfOneChannel(kLongFileBytes / qint64{sizeof(float)}));
+        QFile file(path);
+        QVERIFY(file.resize(file.size() + kLongFileBytes)); // a hole, which reads as zeros
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        {
+            const AddressSpaceLimit limit(128 * kMebibyte);
+            QVERIFY(limit.isSet());
+            QVERIFY(!job.load(path, project));
+        }
+        const QString reason = QStringLiteral("the project does not fit into memory");
+        QCOMPARE(log().take(QtWarningMsg, "ProjectFile: not loaded: " + reason + ", skipping..."),
+                 1);
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(), "Could not load song.vela: " + reason + '.');
+        QVERIFY(project->tainted);
+        QCOMPARE(difference(*project, *awkward()), QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProjectFileJobMemory)
+#include "tst_projectfilejobmemory.moc"
