@@ -72,6 +72,10 @@ kCoverageDependencies="
 gcovr                      cmd:gcovr
 "
 
+kStressDependencies="
+stress                     cmd:stress
+"
+
 kBenchDependencies="
 libbenchmark-dev           pc:benchmark
 libboost-dev               -
