@@ -20,7 +20,7 @@ struct ScopeChannel;
 ///
 /// All on the window's thread, but for push(), which one other thread may call as
 /// long as the channel count is not changed meanwhile. A tick in steady state
-/// allocates nothing.
+/// allocates nothing, the toolkit's timer and repaint request apart.
 class UnifiedAudioScope : public QWidget {
     Q_OBJECT
 

@@ -21,18 +21,23 @@ WaveformCache::State WaveformCache::stateFor(const WaveformScene& scene) const
 bool WaveformCache::render(WaveformScene scene)
 {
     double shift = 0;
-    const bool scrolls = stateFor(scene) == State::Scrolled;
+    double rounding = 0;
+    bool scrolls = stateFor(scene) == State::Scrolled;
     if (scrolls) {
         const double perPixel = static_cast<double>(scene.range.span()) / scene.imageSize().width();
-        const qint64 moved = frame_math::difference(m_range.begin, scene.range.begin);
-        shift = std::round(static_cast<double>(moved) / perPixel);
+        const auto moved =
+            static_cast<double>(frame_math::difference(m_range.begin, scene.range.begin)) +
+            m_rounding;
+        shift = std::round(moved / perPixel);
         if (shift == 0)
             return false;
+        rounding = moved - shift * perPixel;
+        scrolls = std::abs(shift) < scene.imageSize().width();
     }
     m_peaks.update(scene.track);
     scene.peaks = &m_peaks;
     QImage image = takeImage();
-    if (scrolls && std::abs(shift) < image.width())
+    if (scrolls)
         m_renderer.scroll(image, scene, static_cast<int>(shift));
     else
         m_renderer.render(image, scene);
@@ -42,6 +47,7 @@ bool WaveformCache::render(WaveformScene scene)
     m_pixmap = QPixmap::fromImage(std::move(image));
     m_key = keyOf(scene);
     m_range = scene.range;
+    m_rounding = scrolls ? rounding : 0;
     return true;
 }
 

@@ -10,8 +10,10 @@
 ///
 /// What makes it stale: another track, frame count, channel count, range, size,
 /// device pixel ratio, sample rate, or ticks shown or hidden. When only the
-/// range's begin has moved, the picture is scrolled and just the uncovered
-/// columns are drawn; a move below half a device pixel draws nothing.
+/// range's begin has moved, the picture is scrolled by whole device pixels and
+/// just the uncovered columns are drawn; a move below half a device pixel draws
+/// nothing. However often it is scrolled, the picture is never more than half a
+/// device pixel from where the range has it.
 ///
 /// GUI thread only; keeps no pointer into the samples. The track's address is
 /// its identity: `forgetTrack()` before that track dies.
@@ -21,7 +23,7 @@ public:
         Current,  ///< shows the scene
         Scrolled, ///< shows the scene but for the range's begin
         Outdated, ///< shows the same track, length and size: fit to be shown for a moment
-        Unusable, ///< there is none, or it shows something else
+        Unusable, ///< there is none, or it shows something else or no frame at all
     };
 
     [[nodiscard]] State stateFor(const WaveformScene& scene) const;
@@ -58,4 +60,5 @@ private:
     QPixmap m_pixmap;
     Key m_key;
     FrameRange m_range{-1, -1};
+    double m_rounding = 0; ///< frames by which the picture begins after `m_range`
 };

@@ -266,6 +266,7 @@ void WaveformView::drawPositions(QPainter& painter) const
 void WaveformView::mousePressEvent(QMouseEvent* event)
 {
     if (event->button() == Qt::LeftButton) {
+        endGesture();
         m_mouseMode = MouseMode::Selecting;
         m_pressPosition = event->position().toPoint();
         if (m_state != nullptr) {
@@ -305,15 +306,27 @@ void WaveformView::mouseMoveEvent(QMouseEvent* event)
 
 void WaveformView::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (m_mouseMode == MouseMode::Panning)
-        setCursor(Qt::ArrowCursor);
     const int moved = event->position().toPoint().x() - m_pressPosition.x();
     const bool clicked =
         m_mouseMode == MouseMode::Selecting && std::abs(moved) < kClickTolerancePixels;
-    m_mouseMode = MouseMode::None;
+    endGesture();
     if (clicked && m_state != nullptr)
         dropSelection();
     QWidget::mouseReleaseEvent(event);
+}
+
+/// A dialog or a menu that opens during a drag takes the release as well as the focus.
+void WaveformView::focusOutEvent(QFocusEvent* event)
+{
+    endGesture();
+    QWidget::focusOutEvent(event);
+}
+
+void WaveformView::endGesture()
+{
+    if (m_mouseMode == MouseMode::Panning)
+        setCursor(Qt::ArrowCursor);
+    m_mouseMode = MouseMode::None;
 }
 
 void WaveformView::dropSelection()

@@ -89,6 +89,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -103,6 +104,7 @@ private:
     void showCursor();
     [[nodiscard]] double seconds(qint64 sample) const;
     void dropSelection();
+    void endGesture();
     void drawSelection(QPainter& painter) const;
     void drawPositions(QPainter& painter) const;
 

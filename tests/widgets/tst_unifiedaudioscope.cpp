@@ -222,6 +222,16 @@ private slots:
         QTRY_VERIFY(isAll(scope->frame(), kEmpty));
     }
 
+    void theMeterFallsWhileSilenceComes()
+    {
+        const auto scope = shownScope({160, 90});
+        scope->setMode(Mode::Level);
+        push(*scope, 0, QList<float>(10, 0.04F));
+        QTRY_VERIFY(!isAll(scope->frame(), kEmpty));
+        const QList<float> silence(1024, 0.0F);
+        QTRY_VERIFY((push(*scope, 0, silence), isAll(scope->frame(), kEmpty)));
+    }
+
     void theContextMenuOffersTheModes()
     {
         const auto scope = shownScope({160, 90});

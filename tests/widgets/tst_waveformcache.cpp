@@ -5,6 +5,7 @@
 
 #include <QTest>
 
+#include <cstdlib>
 #include <memory>
 
 using State = WaveformCache::State;
@@ -30,6 +31,19 @@ private:
         WaveformCache cache;
         cache.render(scene);
         return cache.pixmap().toImage();
+    }
+
+    /// The column whose waveform reaches highest, the ruler left out.
+    static int highestColumn(const QImage& image)
+    {
+        constexpr int kFirstRow = 40;
+        for (int y = kFirstRow; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (image.pixel(x, y) != qRgb(30, 30, 30))
+                    return x;
+            }
+        }
+        return -1;
     }
 
     std::unique_ptr<LogCatcher> m_log;
@@ -127,6 +141,39 @@ private slots:
             QCOMPARE(cache.stateFor(sceneFrom(begin)), State::Current);
             QVERIFY(cache.pixmap().toImage() == freshly(sceneFrom(begin)));
         }
+    }
+
+    // Each step is drawn as three pixels and is three and a third.
+    void manySmallScrollsStayWhereAFreshRenderIs()
+    {
+        m_track->samples[0] = signal_makers::dirac(200, 60);
+        WaveformScene scene = sceneFrom(0);
+        scene.size = {300, 120};
+        WaveformCache cache;
+        for (qint64 begin = 0; begin <= 30; ++begin) {
+            scene.range = {begin, begin + 90};
+            cache.render(scene);
+            const int distance =
+                highestColumn(cache.pixmap().toImage()) - highestColumn(freshly(scene));
+            QVERIFY2(std::abs(distance) <= 1, qPrintable(QString::number(distance)));
+        }
+    }
+
+    // A logical pixel is one and a half on the screen.
+    void aSlowDragOnADenseScreenStaysWhereAFreshRenderIs()
+    {
+        m_track->samples[0] = signal_makers::dirac(9000, 2500);
+        WaveformScene scene = sceneFrom(0);
+        scene.size = {400, 120};
+        scene.devicePixelRatio = 1.5;
+        WaveformCache cache;
+        for (qint64 begin = 0; begin <= 1000; begin += 10) {
+            scene.range = {begin, begin + 4000};
+            cache.render(scene);
+        }
+        const int distance =
+            highestColumn(cache.pixmap().toImage()) - highestColumn(freshly(scene));
+        QVERIFY2(std::abs(distance) <= 1, qPrintable(QString::number(distance)));
     }
 
     void scrollingDrawsTheUncoveredColumnsOnly()

@@ -115,9 +115,10 @@ private slots:
     {
         QTest::addColumn<int>("channels");
         QTest::addColumn<qint64>("end");
-        QTest::newRow("no channels") << 0 << qint64{100};
-        QTest::newRow("an empty range") << 2 << qint64{0};
-        QTest::newRow("more channels than rows") << 81 << qint64{100};
+        QTest::addColumn<bool>("ticks");
+        QTest::newRow("no channels") << 0 << qint64{100} << false;
+        QTest::newRow("an empty range, which has no ticks") << 2 << qint64{0} << true;
+        QTest::newRow("more channels than rows") << 81 << qint64{100} << false;
     }
 
     void withoutTrackChannelsOrSpanThereIsBackgroundAndRulerStrip()
@@ -125,11 +126,24 @@ private slots:
         QFETCH(int, channels);
         QFETCH(qint64, end);
         const QList<QList<float>> samples(channels, signal_makers::constant(100, 0.5F));
-        const Stage stage(samples, {0, end}, {30, 100});
+        QFETCH(bool, ticks);
+        Stage stage(samples, {0, end}, {30, 100});
+        stage.scene.showTicks = ticks;
         QImage expected(30, 100, QImage::Format_ARGB32_Premultiplied);
         expected.fill(kBackground);
         QPainter(&expected).fillRect(0, 0, 30, 20, QColor(kRuler));
         compareImages(stage.rendered(), expected);
+        stage.scene.track = nullptr;
+        compareImages(stage.rendered(), expected);
+    }
+
+    void aTrackWithoutChannelsStillHasItsTicks()
+    {
+        Stage stage({}, {0, 100}, {30, 100});
+        stage.scene.showTicks = true;
+        const QImage image = stage.rendered();
+        QCOMPARE(image.pixel(0, 19), qRgb(100, 100, 100));
+        QCOMPARE(image.pixel(0, 20), kBackground);
     }
 
     void silenceIsAOnePixelLineAcrossTheCentre()
