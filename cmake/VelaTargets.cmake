@@ -86,9 +86,7 @@ function(vela_add_test name)
     add_dependencies(threaded_tests ${name})
   endif()
   add_test(NAME ${name} COMMAND ${name})
-  # A device test has both cores to itself: what it hears is in real time.
   set_tests_properties(${name} PROPERTIES
-    PROCESSORS $<IF:$<STREQUAL:${ARG_LABEL},device>,2,1>
     LABELS "${labels}"
     TIMEOUT ${ARG_TIMEOUT}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${vela_sanitizer_environment};${ARG_ENVIRONMENT}")

@@ -22,11 +22,11 @@ sys.dont_write_bytecode = True
 from support import samples, vitals  # noqa: E402
 from support.accessibility import BUTTONS  # noqa: E402
 from support.display import MIDDLE, WHEEL_DOWN, WHEEL_UP  # noqa: E402
-from support.editor import MUTE, PLAY, RECORD, SCOPE_MODES, SOLO, STOP, Editor, Stage  # noqa: E402
+from support.editor import (  # noqa: E402
+    MUTE, PLAY, RECORD, SCOPE_MODES, SCOPE_TITLE, SOLO, STOP, Editor, Stage)
 from support.processes import Failure, run, wait_until  # noqa: E402
 
 QUESTION = "Unsaved Changes"
-SCOPE_WINDOW = "Audio Scope"
 HELP_WINDOW = "Keyboard Shortcuts"
 SIZE = (1280, 800)
 ANSWER_SECONDS = 1.0
@@ -83,12 +83,6 @@ class User:
         return [*files, damaged, words]
 
     # What the actions are made of.
-
-    def seconds_to_answer(self):
-        """How long the window's thread takes for a question, the machine's own delays apart."""
-        watch = vitals.Stopwatch(self.pid)
-        self.controls.has_state(self.buttons[PLAY], "ENABLED")
-        return watch.seconds()
 
     def _wait_for_work(self):
         wait_until(lambda: self.controls.has_state(self.buttons["Save"], "ENABLED"), WORK_SECONDS,
@@ -189,11 +183,11 @@ class User:
     def take_the_scope_out_and_back(self):
         left, top, width, height = self.editor.scope_area()
         self.display.click(left + width // 2, top + height // 2, times=2)
-        scope = self.display.wait_for_window(SCOPE_WINDOW)
+        scope = self.display.wait_for_window(SCOPE_TITLE)
         self.display.activate(scope)
         self._key("space")
         self._key("Return")
-        self.display.wait_for_no_window(SCOPE_WINDOW)
+        self.display.wait_for_no_window(SCOPE_TITLE)
         self.display.activate(self.window)
 
     def look_for_help(self):
@@ -281,7 +275,7 @@ class Soak:
         self._user.act()
         self._last.append(self._user.doing)
         self.actions += 1
-        seconds = self._user.seconds_to_answer()
+        seconds = self._user.editor.seconds_to_answer()
         self.slowest = max(self.slowest, seconds)
         if seconds > ANSWER_SECONDS:
             self.faults.append(f"{seconds:.1f} s without an answer after {self._last[-1]}")

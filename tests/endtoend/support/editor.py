@@ -4,9 +4,9 @@ import os
 import re
 import shutil
 import tempfile
-import time
 from pathlib import Path
 
+from . import vitals
 from .accessibility import BUTTONS, Application, SessionBus, bus_environment
 from .display import RIGHT, Display
 from .processes import Failure, Process, wait_until
@@ -165,26 +165,20 @@ class Editor:
         hours, minutes, seconds = self.position().split(":")
         return round((int(hours) * 3600 + int(minutes) * 60 + float(seconds)) * 1000)
 
-    def wait_until_answering(self):
-        """Asks the window's thread one short question; returns the seconds it took."""
-        begin = time.monotonic()
-        wait_until(self._answers, ANSWER_SECONDS, "the window to answer at all")
-        return time.monotonic() - begin
-
-    def _answers(self):
+    def seconds_to_answer(self):
+        """How long the window's thread takes for a short question, the machine's delays apart."""
         if self._anchor is None:
             self._anchor = self.controls.find(BUTTONS, PLAY)
+        watch = vitals.Stopwatch(self.process.pid)
+        wait_until(self._answers, ANSWER_SECONDS, "the window to answer at all")
+        return watch.seconds()
+
+    def _answers(self):
         try:
             self.controls.area(self._anchor)
         except Exception:  # no answer in the time that the client library waits
             return False
         return True
-
-    def seconds_to_answer(self):
-        """How long the window's thread takes to answer a question, such as a click is."""
-        begin = time.monotonic()
-        self.controls.find(BUTTONS, PLAY)
-        return time.monotonic() - begin
 
     def track_names(self):
         """The tracks from top to bottom, by the names of their Mute buttons."""
