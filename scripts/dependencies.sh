@@ -1,5 +1,5 @@
 # What building, testing and touring need, and how it gets onto the machine.
-# Sourced by ./run, ./test, ./bench, scripts/lint and packaging/check_package.sh; expects
+# Sourced by ./run, ./test, ./bench, packaging/check_package.sh and some of scripts; expects
 # scripts/common.sh.
 #
 # One line each: Debian package, then how another system shows that it has it
