@@ -117,7 +117,8 @@ protected:
 
     void retireDevice() override
     {
-        QObject::disconnect(m_backend.get(), nullptr, this, nullptr);
+        if (m_backend)
+            m_backend->disconnect(this);
         stopDevice();
         dropDevice();
     }
