@@ -1,5 +1,6 @@
 #include "media/audio/devicethread.h"
 #include "media/devices/serverloop.h"
+#include "support/stopwatch.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -19,7 +20,7 @@ using media::devices::lostWrites;
 
 namespace {
 
-constexpr unsigned long kWorkMs = 50;
+constexpr unsigned long kWorkMs = 5;
 constexpr DeviceThread::Ms kPatience{10'000};
 
 /// What the toolkit does when the server has died.
@@ -41,6 +42,8 @@ private slots:
         DeviceThread one(QStringLiteral("one"));
         DeviceThread two(QStringLiteral("two"));
         std::atomic<int> done = 0;
+        for (DeviceThread* thread : {&one, &two})
+            QVERIFY(thread->run([] {}, kPatience)); // it is up
         for (DeviceThread* thread : {&one, &two}) {
             thread->post([&done] {
                 QThread::msleep(kWorkMs);
@@ -111,7 +114,14 @@ private slots:
     {
         DeviceThread thread(QStringLiteral("streams"));
         const int before = droppedServerLoops();
-        QVERIFY(thread.run(&dropLoop, DeviceThread::kServerLoopBound));
+        qint64 tookMs = -1;
+        const auto work = [&tookMs] {
+            const Stopwatch watch;
+            dropLoop();
+            tookMs = watch.elapsedMs();
+        };
+        QVERIFY(thread.run(work, kPatience));
+        QVERIFY(tookMs < DeviceThread::kServerLoopBound.count());
         QCOMPARE(droppedServerLoops(), before + 1);
         QVERIFY(thread.end(kPatience));
     }

@@ -4,10 +4,10 @@
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
 #include "support/soundserver.h"
+#include "support/stopwatch.h"
 
 #include <QAudioDevice>
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QTest>
 
 using media::audio::AudioInputNode;
@@ -46,11 +46,10 @@ private slots:
         AudioInputNode input;
         output.configure(QAudioDevice(), mono(), 8192);
         input.configure(QAudioDevice(), mono(), 8192);
-        QElapsedTimer clock;
-        clock.start();
+        const Stopwatch watch;
         QVERIFY(!output.start());
         QVERIFY(!input.start());
-        QVERIFY(clock.elapsed() < 2 * kAnswerMs);
+        QVERIFY(watch.elapsedMs() < 2 * kAnswerMs);
         QCOMPARE(output.samplesDelivered(), 0U);
         QCOMPARE(input.samplesCaptured(), 0U);
         output.stop();

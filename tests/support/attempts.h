@@ -1,0 +1,26 @@
+#pragma once
+
+/// What only the machine can spoil, by having no time for a player or a recorder, is
+/// tried up to three times: a fault of ours spoils every attempt. Each attempt has to
+/// be the whole of what is tested. True when one of them was.
+template <typename Attempt>
+[[nodiscard]] bool inThreeAttempts(const Attempt& attempt)
+{
+    for (int i = 0; i < 3; ++i) {
+        if (attempt())
+            return true;
+    }
+    return false;
+}
+
+/// What the first attempt that gave the expected value gave, or the last of them.
+template <typename Value, typename Attempt>
+[[nodiscard]] Value bestOfThreeAttempts(const Value& expected, const Attempt& attempt)
+{
+    Value value;
+    (void)inThreeAttempts([&] {
+        value = attempt();
+        return value == expected;
+    });
+    return value;
+}
