@@ -90,7 +90,7 @@ private slots:
         m_window->project()->selectionEnd = 1000;
         button("pushButtonPlayStop")->click();
         QCOMPARE(m_window->project()->cursor.position, 1000);
-        QTRY_COMPARE(paints.count(), settled + 1);
+        QTRY_VERIFY(paints.count() > settled);
     }
 
     void recordComesUpAgainAndSaysThatThereIsNoInput()

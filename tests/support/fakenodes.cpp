@@ -14,6 +14,7 @@ using namespace media::audio;
 namespace {
 
 constexpr int kChunkIntervalMs = 1;
+constexpr int kNoStallMs = 60000;
 
 /// A worker of either kind on a device that is always there and does nothing.
 template <typename Worker, typename Share>
@@ -133,6 +134,7 @@ NodeWatchdog::State impatientWatchdog()
 {
     NodeWatchdog::State state;
     state.maxRebuilds = 0;
+    state.stallMs = kNoStallMs;
     return state;
 }
 

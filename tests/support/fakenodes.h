@@ -12,7 +12,9 @@
 /// Device nodes whose devices a test works by hand. All else is the nodes' own:
 /// threads, ring, watchdog, signals. Any device will do to configure them.
 
-/// A watchdog that gives up at the first fault.
+/// A watchdog that gives up at the first fault that the device tells of. It takes no
+/// silence for one: a device that is worked by hand moves nothing for as long as a
+/// busy machine makes the test take.
 [[nodiscard]] media::audio::NodeWatchdog::State impatientWatchdog();
 
 /// A microphone that has the sound ready, and hands it over, in order, as fast as

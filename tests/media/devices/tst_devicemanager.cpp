@@ -6,8 +6,10 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -16,8 +18,8 @@ using media::devices::DeviceManager;
 
 namespace {
 
-/// A change has to be noticed within this time.
-constexpr int kNoticeMs = 2000;
+/// For a look of the manager's and what follows from it, on a machine that is busy.
+constexpr int kPatienceMs = 20000;
 /// The toolkit needs some seconds to find a server that came back.
 constexpr int kReconnectMs = 15000;
 /// Nothing that is asked here may wait for a server that hangs.
@@ -34,7 +36,7 @@ bool onAnotherThread(const std::function<void()>& work)
 /// For the time between two looks of the manager, which need the event loop.
 bool waitWithoutEvents(const std::function<bool()>& condition)
 {
-    const QDeadlineTimer deadline(kNoticeMs);
+    const QDeadlineTimer deadline(kPatienceMs);
     while (!condition() && !deadline.hasExpired())
         QThread::msleep(5);
     return condition();
@@ -159,6 +161,15 @@ private slots:
         QCOMPARE(manager.defaultAudioOutput().id(), "speaker");
     }
 
+    void changesAreLookedForOnceASecond()
+    {
+        const auto* poll = DeviceManager::instance().findChild<QTimer*>();
+        QVERIFY(poll && poll->isActive());
+        QCOMPARE(poll->interval(), 1000);
+        QSignalSpy looks(poll, &QTimer::timeout);
+        QVERIFY(looks.wait(kPatienceMs));
+    }
+
     void initializeAgainChangesNothing()
     {
         const SignalLog log;
@@ -193,7 +204,7 @@ private slots:
         QElapsedTimer elapsed;
         QVERIFY(m_server.loadSink("extra"));
         elapsed.start();
-        QTRY_VERIFY_WITH_TIMEOUT(!log.names.isEmpty(), kNoticeMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!log.names.isEmpty(), kPatienceMs);
         qInfo() << "a new device was noticed after" << elapsed.elapsed() << "ms";
         QCOMPARE(ids(manager.audioOutputs()), (QStringList{"speaker", "micfeed", "extra"}));
         // A whole round of looking must find nothing new.
@@ -220,7 +231,7 @@ private slots:
         QVERIFY(m_server.unloadSink("extra"));
         QVERIFY(waitWithoutEvents([&] { return !manager.isOutputPresent("extra"); }));
         QVERIFY2(!manager.findAudioOutput(hexKey("extra")).isNull(), "the cache was not read");
-        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"outputs", "devices"}), kNoticeMs);
+        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"outputs", "devices"}), kPatienceMs);
         QVERIFY(manager.findAudioOutput(hexKey("extra")).isNull());
     }
 
@@ -229,11 +240,11 @@ private slots:
         DeviceManager& manager = DeviceManager::instance();
         const SignalLog log;
         QVERIFY(m_server.unloadSource("mic"));
-        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"inputs", "devices"}), kNoticeMs);
+        QTRY_COMPARE_WITH_TIMEOUT(log.names, (QStringList{"inputs", "devices"}), kPatienceMs);
         QVERIFY(manager.audioInputs().isEmpty());
         QVERIFY(m_server.loadSource("mic"));
         QTRY_COMPARE_WITH_TIMEOUT(
-            log.names, (QStringList{"inputs", "devices", "inputs", "devices"}), kNoticeMs);
+            log.names, (QStringList{"inputs", "devices", "inputs", "devices"}), kPatienceMs);
         QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
     }
 
@@ -270,7 +281,7 @@ private slots:
         QVERIFY(m_server.loadSink("late"));
         QTRY_VERIFY_WITH_TIMEOUT(manager.isOutputPresent("late"), kReconnectMs);
         QTRY_COMPARE_WITH_TIMEOUT(ids(manager.audioOutputs()),
-                                  (QStringList{"speaker", "micfeed", "late"}), kNoticeMs);
+                                  (QStringList{"speaker", "micfeed", "late"}), kPatienceMs);
         QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
     }
 };
