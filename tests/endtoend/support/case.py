@@ -4,7 +4,7 @@ import sys
 import unittest
 
 from . import samples
-from .editor import Editor, Stage
+from .editor import START_SECONDS, Editor, Stage
 from .processes import wait_until
 
 TAB_SECONDS = 5.0
@@ -67,7 +67,9 @@ class EditorCase(unittest.TestCase):
         """Presses Space and returns what the loudspeaker played until the end of it."""
         with self.sound.capture() as capture:
             self.display.key("space")
-            self.editor.wait_until_playing()
+            # A short sound may be over before the window is first asked.
+            wait_until(lambda: self.editor.is_playing() or samples.sounding_bytes(capture.data()),
+                       START_SECONDS, "the playback to start")
             self.editor.wait_until_played(seconds)
             capture.wait_for_more(0.2)
         return capture.data()

@@ -6,6 +6,8 @@ from .processes import wait_until
 
 TAKE = "Recording"
 BEGINNING = "00:00:00.000"
+TAIL_SECONDS = 0.5
+GROWTH_SECONDS = 15.0
 
 
 class RecordingCase(case.EditorCase):
@@ -24,9 +26,13 @@ class RecordingCase(case.EditorCase):
         wait_until(lambda: not self.controls.is_checked(RECORD), 5, "the recording to stop")
 
     def let_through(self):
-        """A listener beside the editor has everything that was fed so far, and some more."""
+        """Everything that was fed so far is in the take, and some more: a listener beside the
+        editor has it, and the take has grown by as much since."""
         with self.sound.capture("mic", channels=1) as tail:
-            tail.wait_for_more(0.5)
+            tail.wait_for_more(TAIL_SECONDS)
+        target = self.editor.position_ms() + 1000 * TAIL_SECONDS
+        wait_until(lambda: self.editor.position_ms() >= target, GROWTH_SECONDS,
+                   "the take to grow past what was fed")
 
     def record(self, path):
         self.start_take()
