@@ -9,6 +9,7 @@
 
 #include <QActionGroup>
 #include <QContextMenuEvent>
+#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
@@ -16,6 +17,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -66,11 +68,19 @@ const ModeInfo* infoOf(Mode mode)
     return found == kModes.end() ? nullptr : found;
 }
 
+std::function<qint64()> steadyClock()
+{
+    QElapsedTimer timer;
+    timer.start();
+    return [timer] { return timer.elapsed(); };
+}
+
 } // namespace
 
-UnifiedAudioScope::UnifiedAudioScope(QWidget* parent)
+UnifiedAudioScope::UnifiedAudioScope(QWidget* parent, std::function<qint64()> clock)
     : QWidget(parent)
     , m_sampleRateHz(SpectrumAnalyser::kDefaultSampleRateHz)
+    , m_clock(clock ? std::move(clock) : steadyClock())
     , m_popOut(new PopOut(this))
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -78,7 +88,6 @@ UnifiedAudioScope::UnifiedAudioScope(QWidget* parent)
     setAccessibleName(tr("Audio scope"));
     setToolTip(tr("Double-click or Return: a window of its own. Right-click: what is shown."));
     describeMode();
-    m_clock.start();
     setChannelCount(1);
     m_tickTimer.setSingleShot(true);
     m_tickTimer.setTimerType(Qt::PreciseTimer);
@@ -273,7 +282,7 @@ bool UnifiedAudioScope::updateSpectrum()
 
 bool UnifiedAudioScope::updateLevel()
 {
-    const qint64 nowMs = m_clock.elapsed();
+    const qint64 nowMs = m_clock();
     bool changed = false;
     for (const std::unique_ptr<ScopeChannel>& channel : m_channels) {
         const LevelReading before = channel->level.reading();

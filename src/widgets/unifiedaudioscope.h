@@ -3,11 +3,11 @@
 #include "widgets/tracerenderer.h"
 
 #include <QColor>
-#include <QElapsedTimer>
 #include <QImage>
 #include <QTimer>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -28,7 +28,8 @@ public:
     enum class Mode : qint32 { Wave, Spectrum, Level };
     Q_ENUM(Mode)
 
-    explicit UnifiedAudioScope(QWidget* parent = nullptr);
+    /// `clock` gives ms that never run backwards; left out, a steady clock of its own.
+    explicit UnifiedAudioScope(QWidget* parent = nullptr, std::function<qint64()> clock = {});
     ~UnifiedAudioScope() override;
 
     /// Queues `count` samples of one channel for the next tick; of too many the
@@ -102,7 +103,7 @@ private:
     std::vector<TraceLane> m_lanes; ///< one for each channel
     QImage m_frame;
     QTimer m_tickTimer{this};
-    QElapsedTimer m_clock; ///< what the meters' times are read from
+    std::function<qint64()> m_clock; ///< what the meters' times are read from
     bool m_frozen = false;
     bool m_popOutAllowed = true;
     PopOut* m_popOut;

@@ -34,14 +34,22 @@ public:
             m_blocks = 0;
             m_rmsBefore = m_rmsNow;
         }
+        // An equally loud block is no news to the hold.
+        if (level > m_shownHold) {
+            m_heldLevel = level;
+            m_heldSinceMs = nowMs;
+        }
         ++m_blocks;
         // A level that stays pulls the mean nearer by the same factor each time.
         const double keep = std::pow(0.9, m_blocks * (kBlockSamples / 128.0));
         m_rmsNow = m_level + (m_rmsBefore - m_level) * keep;
     }
 
-    [[nodiscard]] bool agrees(const LevelReading& reading, qint64 nowMs) const
+    [[nodiscard]] bool agrees(const LevelReading& reading, qint64 nowMs)
     {
+        m_shownHold = reading.peakHold;
+        if (!holdRestsThenFalls(nowMs))
+            return false;
         const auto inRange = [this](double value) { return value >= 0 && value <= m_loudest; };
         if (!inRange(reading.displayedPeak) || !inRange(reading.peakHold))
             return false;
@@ -55,13 +63,24 @@ public:
     }
 
 private:
-    // 500 ms of rest, then steps that grow by the power of 1.1: of full scale
+    [[nodiscard]] bool holdRestsThenFalls(qint64 nowMs) const
+    {
+        if (nowMs - m_heldSinceMs <= kHoldMs)
+            return m_shownHold == m_heldLevel;
+        return m_shownHold < m_heldLevel || m_heldLevel == 0;
+    }
+
+    static constexpr qint64 kHoldMs = 500;
+    // After the rest come steps that grow by the power of 1.1: of full scale
     // nothing is left after 43 of them.
-    static constexpr qint64 kHoldGoneMs = 500 + 60 * kTickMs;
+    static constexpr qint64 kHoldGoneMs = kHoldMs + 60 * kTickMs;
 
     double m_loudest = 0;
     double m_level = 0;
     qint64 m_sinceMs = 0;
+    double m_shownHold = 0;
+    double m_heldLevel = 0;
+    qint64 m_heldSinceMs = 0;
     int m_blocks = 0;
     double m_rmsBefore = 0;
     double m_rmsNow = 0;
