@@ -68,6 +68,11 @@ kQtLintDependencies="
 clazy                      cmd:clazy-standalone
 "
 
+kFuzzDependencies="
+clang                      cmd:clang++
+libclang-rt-dev            -
+"
+
 kCoverageDependencies="
 gcovr                      cmd:gcovr
 "
