@@ -1,6 +1,6 @@
 """Save, open again, and the question about unsaved changes."""
 
-from support import case, samples
+from support import case
 from support.processes import wait_until
 
 QUESTION = "Unsaved Changes"
@@ -32,7 +32,7 @@ class Projects(case.EditorCase):
         again.open(path)
         wait_until(lambda: again.track_names() == ["tune"], 10, "the track of the project")
         self.editor = again
-        samples.require_exact(self.play_to_the_end(20), data)
+        self.require_heard(data)
 
     def test_cancel_keeps_what_is_unsaved(self):
         self.open_tune()

@@ -4,11 +4,32 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import faults, matrix, project, samples, vitals
+from support import case, faults, matrix, project, samples, vitals
 from support.processes import Failure, wait_until
 
 FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
 SILENCE = bytes(FRAME)
+
+
+class Attempts(unittest.TestCase):
+    """What is played must be right in one of three attempts."""
+
+    require_heard = case.EditorCase.require_heard
+
+    def hear(self, *attempts):
+        self.left = list(attempts)
+        self.require_heard(FRAME * b"1", lambda: self.left.pop(0))
+
+    def test_right_sound_is_played_once(self):
+        self.hear(FRAME * b"1", SILENCE)
+        self.assertEqual(self.left, [SILENCE])
+
+    def test_gap_in_two_attempts_is_the_machines(self):
+        self.hear(SILENCE, SILENCE, FRAME * b"1")
+
+    def test_gap_in_three_attempts_is_ours(self):
+        with self.assertRaises(Failure):
+            self.hear(SILENCE, SILENCE, SILENCE, FRAME * b"1")
 
 
 class Comparing(unittest.TestCase):
