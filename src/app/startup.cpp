@@ -15,6 +15,12 @@
 #include <memory>
 #include <registerresources.h>
 
+void applyStyle(const QString& name)
+{
+    if (QStyle* style = QStyleFactory::create(name))
+        QApplication::setStyle(style);
+}
+
 int runVela(int& argc, char** argv)
 {
     registerResources();
@@ -27,8 +33,7 @@ int runVela(int& argc, char** argv)
                                          QStringLiteral(" Vela"));
     QCoreApplication::setApplicationVersion(QString::fromUtf16(kVersion));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/vector/logo.svg")));
-    if (QStyle* fusion = QStyleFactory::create(QStringLiteral("fusion")))
-        QApplication::setStyle(fusion);
+    applyStyle(QStringLiteral("fusion"));
     QApplication::setQuitOnLastWindowClosed(true);
 
     auto window = std::make_unique<Vela>();

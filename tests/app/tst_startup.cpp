@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QIcon>
+#include <QScopeGuard>
 #include <QStyle>
 #include <QTemporaryDir>
 #include <QTest>
@@ -88,6 +89,26 @@ private slots:
             QCOMPARE(window->windowTitle(), "Quorix Vela");
             looked = true;
             window->close();
+        };
+        QCOMPARE(run(), 0);
+        QVERIFY(looked);
+    }
+
+    void aStyleThatIsMissingLeavesTheOneThereIsWithoutAWord()
+    {
+        bool looked = false;
+        inTheLoop = [this, &looked] {
+            const auto end = qScopeGuard([] { mainWindow()->close(); });
+            const QStyle* const before = QApplication::style();
+            m_log.reset();
+            m_log = std::make_unique<LogCatcher>();
+            applyStyle(QStringLiteral("no such style"));
+            QCOMPARE(QApplication::style(), before);
+            for (const QtMsgType type : {QtDebugMsg, QtInfoMsg, QtWarningMsg, QtCriticalMsg})
+                QCOMPARE(m_log->texts(type), QStringList());
+            applyStyle(QStringLiteral("windows"));
+            QCOMPARE(QApplication::style()->name(), "windows");
+            looked = true;
         };
         QCOMPARE(run(), 0);
         QVERIFY(looked);
