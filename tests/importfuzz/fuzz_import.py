@@ -25,6 +25,11 @@ END_SECONDS = 20.0
 #: Threads that sleep keep what they hold, so a worker is replaced after a while.
 MOST_PARKED = 20
 MOST_IMPORTS = 400
+#: A thread that sleeps keeps its decoder, and that its two other threads.
+THREADS_OF_A_PARKED = 3
+#: The worker's own, and those of decoders that are just being seen off. A decoder that is
+#: left behind costs two more, for each of four imports.
+MOST_OTHER_THREADS = 16
 SLOW_MS = 3000
 FINE = ("track", "error")
 RATE = 44100
@@ -107,7 +112,7 @@ class Fuzzing:
         self._worker = None
         self.outcomes = collections.defaultdict(collections.Counter)  # by kind
         self.findings = []
-        self.parked = self.slow = self.slowest_ms = self.most_threads = 0
+        self.parked = self.slow = self.slowest_ms = self.most_others = 0
 
     def _import(self, kind, path, what):
         self._worker = self._worker or Worker(self._command, self._log)
@@ -131,8 +136,11 @@ class Fuzzing:
         kept = self._keep / f"{self._seed}-{len(self.findings)}-{path.name}"
         self._keep.mkdir(parents=True, exist_ok=True)
         shutil.copy(path, kept)
-        self.findings.append(f"{what}: {reason}; kept as {kept}")
-        print(self.findings[-1], flush=True)
+        self._tell(f"{what}: {reason}; kept as {kept}")
+
+    def _tell(self, finding):
+        self.findings.append(finding)
+        print(finding, flush=True)
 
     def import_whole_ones(self):
         """Every file as it is: those made here must give a track."""
@@ -154,12 +162,16 @@ class Fuzzing:
         if self._worker is None:
             return
         worker, self._worker = self._worker, None
-        self.most_threads = max(self.most_threads, worker.threads() - worker.parked)
+        threads = worker.threads()
+        others = threads - THREADS_OF_A_PARKED * worker.parked
+        self.most_others = max(self.most_others, others)
+        if others > MOST_OTHER_THREADS:
+            self._tell(f"a worker has {threads} threads after {worker.imports} imports, "
+                       f"{worker.parked} of them asleep")
         try:
             worker.end()
         except Died as died:
-            self.findings.append(f"the end of a worker: {died}")
-            print(self.findings[-1], flush=True)
+            self._tell(f"the end of a worker: {died}")
 
     def report(self, seconds):
         total = collections.Counter()
@@ -169,8 +181,8 @@ class Fuzzing:
                                           for outcome, count in sorted(outcomes.items())))
         print(f"{sum(total.values())} imports in {seconds:.0f} s: {total['track']} tracks, "
               f"{total['error']} errors, {self.parked} threads put to sleep, {self.slow} slower "
-              f"than {SLOW_MS} ms (slowest {self.slowest_ms} ms), at most {self.most_threads} "
-              f"threads beside those asleep, {len(self.findings)} findings")
+              f"than {SLOW_MS} ms (slowest {self.slowest_ms} ms), at most {self.most_others} "
+              f"threads beside those of decoders asleep, {len(self.findings)} findings")
 
 
 def parse_arguments():
