@@ -11,10 +11,11 @@ import sys
 import time
 from contextlib import ExitStack
 
-from support import case, faults, matrix, project, samples
+from support import case, faults, matrix, project, samples, vitals
 from support.accessibility import BUTTONS
-from support.editor import OPEN_TITLE, PLAY, RECORD, SAVE_TITLE
-from support.processes import run, wait_until
+from support.editor import OPEN_TITLE, PLAY, RECORD, SAVE_TITLE, STOP
+from support.prober import Prober
+from support.processes import POLL_SECONDS, run, wait_until
 
 ANSWER_SECONDS = 1.0
 END_SECONDS = 6.0
@@ -24,6 +25,9 @@ SHORT_SECONDS = 10.0
 LOST_SECONDS = 5.0
 TUNE_SECONDS = 60
 PHRASE_SECONDS = 0.4
+BEHIND_SECONDS = 0.5  # after which what was said is in the take
+PRESSES = ((PLAY,), (RECORD,), (STOP,))
+QUICK_PRESSES = ((PLAY, PLAY), (RECORD, RECORD), (PLAY, RECORD))
 LONG_IMPORT = "00:05:00.000"
 LONG_IMPORT_SECONDS = 300
 LONG_SAVE_SECONDS = 600
@@ -43,7 +47,6 @@ class FaultCase(case.EditorCase):
         cls.made = {}
 
     def setUp(self):
-        self.slowest = 0.0
         self.outcomes = []
         self.phrases = []
         self.has_used_server = False
@@ -55,62 +58,95 @@ class FaultCase(case.EditorCase):
     # What happens in every cell.
 
     def cell(self, fault, work):
-        self.raise_curtain(fault)
-        getattr(self, f"begin_{work}")()
-        self.fault.strike(self.sound)
+        self.begin(fault, work)
         if work == "idle" and self.fault.time_to_poke:
-            self.poke()
-        self.require_answers(self.fault.seconds)
-        self.fault.relent(self.sound)
-        self.has_devices = self.fault.devices_after
-        getattr(self, f"resume_{work}")()
-        self.require_answers(0.2)
-        self.end()
-        matrix.note(fault, work, outcome=", ".join(self.outcomes), answer=self.slowest,
-                    end=self.seconds_to_end)
+            self.press_buttons()
+        if work in self.fault.spoken:
+            self.speak()
+        self.come_through(work)
+        self.note(work, outcome=", ".join(self.outcomes))
+
+    def pressed_cell(self, fault, work):
+        """Buttons are pressed while the fault lasts."""
+        self.begin(fault, work)
+        self.press_buttons()
+        self.come_through(work)
+        self.note(f"{matrix.PRESSED} {work}")
 
     def closing_cell(self, fault, work):
         """The window is closed while the fault lasts."""
-        self.raise_curtain(fault)
-        getattr(self, f"begin_{work}")()
-        self.fault.strike(self.sound)
+        self.begin(fault, work)
         self.end()
         if work == "saving":
             self.require_saved()
-        matrix.note(fault, f"{matrix.CLOSING} {work}", end=self.seconds_to_end)
+        self.note(f"{matrix.CLOSING} {work}")
+
+    def begin(self, fault, work):
+        self.raise_curtain(fault)
+        getattr(self, f"begin_{work}")()
+        self.struck_at = time.monotonic()
+        self.fault.strike(self.sound)
+
+    def come_through(self, work):
+        self.require_answers(self.struck_at + self.fault.seconds - time.monotonic())
+        self.fault.relent(self.sound)
+        self.has_devices = self.fault.devices_after
+        getattr(self, f"resume_{work}")()
+        self.require_answers()
+        self.end()
+
+    def note(self, work, **result):
+        matrix.note(self.fault_name, work, answer=self.slowest, end=self.seconds_to_end,
+                    **result)
 
     def raise_curtain(self, fault):
-        self.fault = faults.FAULTS[fault]
+        self.fault_name, self.fault = fault, faults.FAULTS[fault]
+        self.struck_at = time.monotonic()
         self.has_devices = self.fault.server_at_start
         if not self.has_devices:
             self.sound.stop()
         (self.folder / "editor.log").unlink(missing_ok=True)
         self.editor = self.start()
         self.controls = self.editor.controls
-        self.editor.seconds_to_answer()
+        self.places = {name: self.place(name) for name in (PLAY, STOP, RECORD)}
+        self.prober = Prober(self.editor.process.pid, PLAY, self.folder)
+        self.addCleanup(self.prober.stop)
 
-    def require_answers(self, seconds):
+    def require_answers(self, seconds=0.2):
+        """The window answers, as it has from the beginning on, and so for a while yet."""
         deadline = time.monotonic() + seconds
         while time.monotonic() < deadline:
-            self.slowest = max(self.slowest, self.editor.seconds_to_answer())
-        self.assertLess(self.slowest, ANSWER_SECONDS, "the window answered too late")
+            self.judge_answers()
+            time.sleep(POLL_SECONDS)
+        self.prober.wait_for_answer()
+        self.judge_answers()
+
+    def judge_answers(self, until=float("inf")):
+        answer = self.prober.slowest(until)
+        self.slowest = answer.seconds
+        self.assertLess(self.slowest, ANSWER_SECONDS, "the window answered too late, when asked "
+                        f"{answer.begin - self.struck_at:.2f} s after the fault struck")
 
     def end(self):
         """Closes the window as a person does who does not mind losing what is unsaved."""
         self.display.activate(self.editor.window)
-        begin = time.monotonic()
+        watch = vitals.Stopwatch(self.editor.process.pid)
         self.display.key("alt+F4")
         wait_until(lambda: self.is_gone() or self.display.find_windows(QUESTION), END_SECONDS,
-                   "the program to end or to ask")
+                   "the window to go or to ask")
         if not self.is_gone():
             self.controls.press("Discard")
-        self.assertEqual(self.editor.process.wait(2 * END_SECONDS), 0)
-        self.seconds_to_end = time.monotonic() - begin
+            wait_until(self.is_gone, END_SECONDS, "the window to go")
+        gone_at = time.monotonic()
+        self.assertEqual(watch.exit_code(self.editor.process, 2 * END_SECONDS), 0)
+        self.seconds_to_end = watch.seconds()
         self.assertLess(self.seconds_to_end, END_SECONDS)
+        self.prober.wait_for_end()
+        self.judge_answers(gone_at)
         self.assertEqual(faults.unexpected_lines(self.fault, self.editor.process.log()), [])
 
     def is_gone(self):
-        return not self.editor.process.is_running()
+        return not self.display.is_shown(self.editor.window)
 
     # The works. Each begins before the fault and is looked at again when that is over.
 
@@ -119,15 +155,6 @@ class FaultCase(case.EditorCase):
         self.open_tune()
         self.press_play()
         self.press_stop()
-
-    def poke(self):
-        """Play and Rec are pressed, and Play once more, while the fault lasts."""
-        for button in (PLAY, RECORD, PLAY):
-            left, top, width, height = self.controls.area(self.controls.find(BUTTONS, button))
-            self.display.click(left + width // 2, top + height // 2)
-            self.require_answers(0.3)
-        if self.controls.is_checked(RECORD):
-            self.controls.press(RECORD)
 
     def resume_idle(self):
         self.require_sound()
@@ -148,8 +175,13 @@ class FaultCase(case.EditorCase):
         self.require_phrases()
 
     def begin_both(self):
-        self.begin_playing()
+        self.open_tune()
         self.begin_recording()
+        self.press_play()
+        if self.has_devices:
+            begin = self.editor.position_ms()
+            wait_until(lambda: self.editor.position_ms() > begin, SHORT_SECONDS,
+                       "the play head to run")
 
     def resume_both(self):
         self.require_sound()
@@ -183,6 +215,17 @@ class FaultCase(case.EditorCase):
 
     # What the works are made of.
 
+    def place(self, button):
+        left, top, width, height = self.controls.area(self.controls.find(BUTTONS, button))
+        return left + width // 2, top + height // 2
+
+    def press_buttons(self):
+        """Those of the transport, by the mouse: one by one, and two at once."""
+        for buttons in (*(PRESSES if self.fault.time_to_poke else ()), *QUICK_PRESSES):
+            for button in buttons:
+                self.display.click(*self.places[button])
+            self.require_answers()
+
     def press(self, key):
         self.display.activate(self.editor.window)
         self.display.key(key)
@@ -194,7 +237,6 @@ class FaultCase(case.EditorCase):
     def press_play(self):
         self.press("space")
         if not self.has_devices:
-            self.require_answers(0.3)
             self.wait_for_label(NO_OUTPUT)
             return
         self.editor.wait_until_playing()
@@ -216,7 +258,7 @@ class FaultCase(case.EditorCase):
         self.has_used_server = True
 
     def speak(self):
-        """Feeds the microphone a phrase like no other, and waits until it is in the take."""
+        """Feeds the microphone a phrase like no other, and waits until the take has it."""
         if not self.has_devices:
             return
         gain = 0.5 / (1 + len(self.phrases))
@@ -226,8 +268,15 @@ class FaultCase(case.EditorCase):
         path.write_bytes(samples.to_bytes(phrase))
         self.phrases.append(samples.to_bytes(phrase))
         self.sound.feed(path)
-        with self.sound.capture("mic", channels=1) as tail:
-            tail.wait_for_more(0.3)
+        through = self.taken_seconds() + BEHIND_SECONDS
+        wait_until(lambda: self.taken_seconds() > through, RETURN_SECONDS,
+                   "the take to grow after the phrase")
+
+    def taken_seconds(self):
+        """The end of the take, which the cursor follows; the read-out shows the play head."""
+        waveform = self.controls.find(None, f"Waveform of {TAKE}")
+        return wait_until(lambda: self.controls.value(waveform), SHORT_SECONDS,
+                          "the window to say where its cursor is")[0]
 
     def require_sound(self):
         """The loudspeaker sounds: by itself, or with the next Space where playback has ended."""
@@ -264,14 +313,14 @@ class FaultCase(case.EditorCase):
             self.outcomes.append("Rec refused")
             return
         pressed = False
-        begin = self.editor.position_ms()
+        begin = self.taken_seconds() if self.controls.is_checked(RECORD) else 0.0
 
         def grows():
             nonlocal pressed, begin
             if not self.controls.is_checked(RECORD):
                 self.press_record()
-                pressed, begin = True, 0
-            return self.editor.position_ms() > begin + 500
+                pressed, begin = True, 0.0
+            return self.taken_seconds() > begin + BEHIND_SECONDS
 
         if self.may_be_lost() and not self.happens(grows):
             self.outcomes.append("keeps the take")
@@ -289,7 +338,7 @@ class FaultCase(case.EditorCase):
         while time.monotonic() < deadline:
             if condition():
                 return True
-            self.require_answers(0.2)
+            self.require_answers()
         return False
 
     def require_phrases(self):
@@ -369,9 +418,12 @@ def make_groups():
     for fault in faults.FAULTS:
         tests = {f"test_{work}": lambda self, fault=fault, work=work: self.cell(fault, work)
                  for work in matrix.WORKS}
+        tests.update({f"test_{matrix.PRESSED}_{work}":
+                      lambda self, fault=fault, work=work: self.pressed_cell(fault, work)
+                      for work in matrix.PRESSED_WORKS})
         tests.update({f"test_{matrix.CLOSING}_{work}":
                       lambda self, fault=fault, work=work: self.closing_cell(fault, work)
-                      for work in matrix.CLOSING_WORKS})
+                      for work in matrix.WORKS})
         globals()[fault] = type(fault, (FaultCase,), {**tests, "__module__": __name__})
 
 

@@ -3,8 +3,9 @@
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
-from support import case, faults, matrix, project, samples, vitals
+from support import case, faults, matrix, prober, project, samples, vitals
 from support.processes import Failure, wait_until
 
 FRAME = samples.STEREO * samples.BYTES_PER_SAMPLE
@@ -127,13 +128,28 @@ class Growth(unittest.TestCase):
     def test_warming_up_is_no_growth(self):
         self.assertEqual(self.grown(memory=(80.0, 80.0), handles=(40, 40), threads=(7, 7)), [])
 
+    def climbed(self, begin, memory, handles=0.0, threads=0.0):
+        """What is said of 15 samples that grow by so much from the eighth, which is in the
+        middle of the second third, to the thirteenth."""
+        steps = [max(0, number - 5) / 5 for number in range(15)]
+        return vitals.growth([vitals.Vitals(begin + memory * step, 30 + handles * step,
+                                            9 + threads * step) for step in steps])
+
     def test_growth_beyond_the_tolerance_is_told(self):
-        self.assertEqual(self.grown(memory=(0.0, 6.0), handles=(0, 2), threads=(0, 2)), [])
-        self.assertEqual(len(self.grown(memory=(0.0, 6.1))), 1)
-        self.assertEqual(len(self.grown(handles=(0, 3), threads=(0, 3))), 2)
-        # Of 500 MB five in a hundred are 25.
-        self.assertEqual(self.grown(memory=(400.0, 425.0)), [])
-        self.assertEqual(len(self.grown(memory=(400.0, 425.1))), 1)
+        self.assertEqual(self.climbed(100.0, 5.9, handles=1.4, threads=1.4), [])
+        self.assertEqual(len(self.climbed(100.0, 6.1, handles=1.6, threads=1.6)), 3)
+        # Half of the samples are below 500 MB, of which five in a hundred are 25.
+        self.assertEqual(self.climbed(500.0 - 0.9 * 24.9, 24.9), [])
+        self.assertEqual(len(self.climbed(500.0 - 0.9 * 25.1, 25.1)), 1)
+
+    def test_step_is_growth_as_well(self):
+        self.assertEqual(self.grown(handles=(0, 2), threads=(0, 2)), [])
+        self.assertEqual(len(self.grown(memory=(0.0, 10.0), handles=(0, 3), threads=(0, 3))), 3)
+
+    def test_slope_is_that_of_most_pairs(self):
+        self.assertEqual(vitals.slope([5, 7, 9, 11]), 2)
+        self.assertEqual(vitals.slope([5, 7, 900, 11, 13]), 2)
+        self.assertEqual(vitals.slope([3, 3, 3, 3, -80]), 0)
 
     def test_single_peak_is_no_growth(self):
         samples_of_it = [vitals.Vitals(100.0, 30, 9)] * 14 + [vitals.Vitals(300.0, 90, 40)]
@@ -147,6 +163,46 @@ class Growth(unittest.TestCase):
         self.assertGreater(own.memory_mb, 1.0)
         self.assertGreater(own.handles, 2)
         self.assertGreaterEqual(own.threads, 1)
+
+
+class Clock(unittest.TestCase):
+    """A stopwatch on a clock and on queues that the test moves."""
+
+    OTHER = 7
+
+    def setUp(self):
+        self.now, self.queued = 0.0, {"self": 0.0, self.OTHER: 0.0}
+        for name, reading in (("time.monotonic", lambda: self.now),
+                              ("queued_seconds", lambda pid: self.queued[pid])):
+            patch = mock.patch(f"support.vitals.{name}", side_effect=reading)
+            patch.start()
+            self.addCleanup(patch.stop)
+        self.watch = vitals.Stopwatch(self.OTHER)
+
+    def test_time_in_which_both_queued_comes_off_once(self):
+        self.now, self.queued = 3.0, {"self": 1.0, self.OTHER: 1.5}
+        self.assertEqual(self.watch.seconds(), 1.5)
+        self.queued["self"] = 2.0
+        self.assertEqual(self.watch.seconds(), 1.0)
+
+    def test_who_has_ended_queued_as_long_as_was_read_last(self):
+        self.now, self.queued[self.OTHER] = 2.0, 0.5
+        self.assertEqual(self.watch.seconds(), 1.5)
+        with mock.patch("support.vitals.queued_seconds", side_effect=FileNotFoundError):
+            self.now = 2.25
+            self.assertEqual(self.watch.seconds(), 1.75)
+
+
+class Answers(unittest.TestCase):
+    ANSWERS = [prober.Answer(0.0, 0.2), prober.Answer(1.0, 0.5), prober.Answer(2.0, 5.0)]
+
+    def test_slowest_is_found(self):
+        self.assertEqual(prober.slowest(self.ANSWERS), self.ANSWERS[2])
+
+    def test_window_that_has_gone_owes_no_answer(self):
+        self.assertEqual(prober.slowest(self.ANSWERS, until=2.75), prober.Answer(2.0, 0.75))
+        self.assertEqual(prober.slowest(self.ANSWERS, until=2.25), self.ANSWERS[1])
+        self.assertEqual(prober.slowest(self.ANSWERS, until=1.75), self.ANSWERS[1])
 
 
 class Faults(unittest.TestCase):
@@ -165,12 +221,13 @@ class Faults(unittest.TestCase):
     def test_the_table_shows_a_missing_cell_as_failed(self):
         cells = [{"fault": "Nothing", "work": "idle", "outcome": "plays", "answer": 0.011,
                   "end": 0.25}]
-        cells += [{"fault": "Nothing", "work": f"closing {work}", "end": end}
-                  for end, work in enumerate(matrix.CLOSING_WORKS)]
+        cells += [{"fault": "Nothing", "work": f"closing {work}", "answer": 0.5 - end / 10,
+                   "end": end}
+                  for end, work in enumerate(matrix.WORKS)]
         rows = matrix.table(cells).splitlines()
         self.assertEqual(rows[2], "| nothing at all | plays (0.01, 0.2) |"
-                         + " failed |" * (len(matrix.WORKS) - 1) + " ends (4.0) |")
-        self.assertIn(" failed |" * (len(matrix.WORKS) + 1), rows[3])
+                         + " failed |" * len(matrix.WORKS) + " ends (0.50, 5.0) |")
+        self.assertIn(" failed |" * (len(matrix.WORKS) + 2), rows[3])
         self.assertEqual(len(rows), 2 + len(faults.FAULTS))
 
 

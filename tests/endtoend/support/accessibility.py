@@ -119,5 +119,20 @@ class Application:
         box = node.queryComponent().getExtents(self._atspi.DESKTOP_COORDS)
         return box.x, box.y, box.width, box.height
 
+    def answers(self, node):
+        """Whether the window says where a control is: a short question for its thread."""
+        try:
+            self.area(node)
+        except Exception:  # no answer in the time that the client library waits
+            return False
+        return True
+
+    def value(self, node):
+        """Where a slider is, in a tuple; None when that is not answered in time."""
+        try:
+            return (node.queryValue().currentValue,)
+        except Exception:  # as above
+            return None
+
     def labels(self):
         return [node.name for node in self.all("label")]

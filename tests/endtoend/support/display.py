@@ -97,6 +97,13 @@ class Display:
                       self._xdotool("getwindowgeometry", "--shell", window).split())
         return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
 
+    def is_shown(self, window):
+        """Whether a window is there for the person, be it behind others."""
+        try:
+            return "window state: Normal" in self.properties(window, "WM_STATE")
+        except Failure:
+            return False
+
     def properties(self, window, *names):
         """What other programs, such as the desktop, are told about a window."""
         return run(["xprop", "-id", window, *names], self.environment)

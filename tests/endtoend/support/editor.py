@@ -170,15 +170,9 @@ class Editor:
         if self._anchor is None:
             self._anchor = self.controls.find(BUTTONS, PLAY)
         watch = vitals.Stopwatch(self.process.pid)
-        wait_until(self._answers, ANSWER_SECONDS, "the window to answer at all")
+        wait_until(lambda: self.controls.answers(self._anchor), ANSWER_SECONDS,
+                   "the window to answer at all")
         return watch.seconds()
-
-    def _answers(self):
-        try:
-            self.controls.area(self._anchor)
-        except Exception:  # no answer in the time that the client library waits
-            return False
-        return True
 
     def track_names(self):
         """The tracks from top to bottom, by the names of their Mute buttons."""
@@ -267,8 +261,13 @@ class Editor:
 
     def close(self):
         """Closes the window as a person does; returns the exit code."""
+        return self.seconds_to_close()[0]
+
+    def seconds_to_close(self):
+        """The same; returns also how long it took, the machine's delays apart."""
+        watch = vitals.Stopwatch(self.process.pid)
         self.display.close_window(self.window)
-        return self.process.wait(CLOSE_SECONDS)
+        return watch.exit_code(self.process, CLOSE_SECONDS), watch.seconds()
 
     def stop(self):
         self.process.stop()

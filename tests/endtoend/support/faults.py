@@ -27,8 +27,10 @@ class Fault:
     relent: Callable = _nothing
     #: How long the fault lasts.
     seconds: float = 3.0
-    #: Whether buttons are pressed meanwhile in a window that is idle.
+    #: Whether there is time to press buttons one by one meanwhile, and not just quickly.
     time_to_poke: bool = True
+    #: Works in which the microphone hears meanwhile what is said, and nothing else.
+    spoken: tuple = ()
     server_at_start: bool = True
     #: Whether there are devices once the fault is over.
     devices_after: bool = True
@@ -48,6 +50,7 @@ _DROP = ('"Stream error: ', '"pa_stream_peek() failed', "AudioOutputNode: state 
          "AudioInputNode: state dropped from ActiveState")
 _REFUSAL = ("PlatformConnection: the sound server does not answer",
             "VelaEngine: no audio output device supports", "VelaEngine: cannot record")
+_TAKES = ("recording", "both")
 
 
 def _plug_in_everything(sound):
@@ -66,9 +69,11 @@ def _change_defaults(sound):
 
 
 FAULTS = {
-    "Nothing": Fault("nothing at all", seconds=1.0),
+    "Nothing": Fault("nothing at all", seconds=1.0, spoken=_TAKES),
     "SinkUnloaded": Fault(
         "sink unloaded, then loaded again",
+        # What is played moves to the other sink, which is the one that feeds the microphone.
+        spoken=("recording",),
         strike=lambda sound: sound.unplug("speaker"),
         relent=lambda sound: sound.plug_in("speaker"), warnings=_ABSENT),
     "SourceUnloaded": Fault(
@@ -93,9 +98,11 @@ FAULTS = {
         strike=lambda sound: sound.freeze(), relent=lambda sound: sound.thaw(), seconds=4.0,
         warnings=_STALL + _HANG),
     "DefaultChanged": Fault("default sink and source changed", strike=_change_defaults,
-                            sinks=("speaker", "other")),
-    "RateChanged": Fault("sink comes back at another rate", strike=_replug_at_other_rate,
-                         warnings=_ABSENT),
+                            spoken=_TAKES, sinks=("speaker", "other")),
+    # A server cannot change the rate of a sink that sounds.
+    "RateChanged": Fault(
+        "sink unloaded, and at once loaded at another rate", strike=_replug_at_other_rate,
+        spoken=_TAKES, warnings=_ABSENT),
     "NoServer": Fault("no server", server_at_start=False, devices_after=False,
                       warnings=_REFUSAL),
     "ServerLate": Fault(

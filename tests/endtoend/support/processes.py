@@ -3,6 +3,7 @@
 import signal
 import subprocess
 import time
+from pathlib import Path
 
 POLL_SECONDS = 0.02
 STOP_SECONDS = 10.0
@@ -31,6 +32,15 @@ def stays_true(condition, seconds, what):
         if not condition():
             raise Failure(f"did not stay true for {seconds:g} s: {what}")
         time.sleep(POLL_SECONDS)
+
+
+def is_alive(pid):
+    """Whether a process, of whomever, has not ended yet."""
+    try:
+        state = Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0]
+    except OSError:
+        return False
+    return state not in "ZX"
 
 
 class Process:

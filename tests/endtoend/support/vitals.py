@@ -1,15 +1,18 @@
 """What a running process takes from the machine, and whether that stays flat."""
 
+import itertools
 import statistics
 import time
 from dataclasses import dataclass
 from pathlib import Path
 
-#: Growth from the middle of a run to its end that is taken for noise.
+from .processes import wait_until
+
+#: Growth from the middle third of a run to its last that is taken for noise.
 MEMORY_SHARE = 0.05
 LEAST_MEMORY_MB = 6.0
-HANDLES = 2
-THREADS = 2
+HANDLES = 1.5
+THREADS = 1.5
 LEAST_SAMPLES = 6
 
 
@@ -42,15 +45,28 @@ def middle_and_end(samples):
     return medians(samples[third:2 * third]), medians(samples[-third:])
 
 
+def slope(values):
+    """From one value to the next: the median over all pairs, which a few outliers do not sway."""
+    return statistics.median((later - earlier) / (j - i) for (i, earlier), (j, later)
+                             in itertools.combinations(enumerate(values), 2))
+
+
 def growth(samples):
-    """What has grown beyond the tolerances from the middle to the end; empty: all is flat."""
+    """What has grown beyond the tolerances; empty: all is flat. The first third is for warming
+    up; growth is the slope over the others, times the samples from the middle of one to that of
+    the next."""
     if len(samples) < LEAST_SAMPLES:
         return [f"only {len(samples)} samples: too few to judge by"]
-    middle, end = middle_and_end(samples)
-    tolerances = Vitals(max(MEMORY_SHARE * middle.memory_mb, LEAST_MEMORY_MB), HANDLES, THREADS)
-    return [f"{name} grew from {getattr(middle, name):g} to {getattr(end, name):g}"
-            for name in ("memory_mb", "handles", "threads")
-            if getattr(end, name) - getattr(middle, name) > getattr(tolerances, name)]
+    judged = samples[len(samples) // 3:]
+    tolerances = {"memory_mb": max(MEMORY_SHARE * medians(judged).memory_mb, LEAST_MEMORY_MB),
+                  "handles": HANDLES, "threads": THREADS}
+    faults = []
+    for name, tolerance in tolerances.items():
+        values = [getattr(sample, name) for sample in judged]
+        grown = slope(values) * len(values) / 2
+        if grown > tolerance:
+            faults.append(f"{name} grew by {grown:.3g} from {values[0]:.4g}")
+    return faults
 
 
 def queued_seconds(pid):
@@ -58,17 +74,40 @@ def queued_seconds(pid):
     return int(Path(f"/proc/{pid}/schedstat").read_text().split()[1]) / 1e9
 
 
+def queued_by_threads(pid):
+    """The same of each thread that is there now, by its number."""
+    queued = {}
+    for task in Path(f"/proc/{pid}/task").iterdir():
+        try:
+            queued[task.name] = queued_seconds(f"{pid}/task/{task.name}")
+        except OSError:  # it has ended since
+            continue
+    return queued
+
+
 class Stopwatch:
-    """Measures a wait for another process, less what both spent queueing for the machine."""
+    """Measures a wait for another process, less the machine's part in it.
+
+    That is what the one of the two that queued longer for a processor spent so. Both may have
+    queued at the same time, and the sum would count that twice.
+    """
 
     def __init__(self, pid):
-        self._pid = pid
-        self._queued = self._both_queued()
-        self._begin = time.monotonic()
-
-    def _both_queued(self):
-        return queued_seconds("self") + queued_seconds(self._pid)
+        self._pids = ("self", pid)
+        self._before = self._now = [queued_seconds(of) for of in self._pids]
+        self.begin = time.monotonic()
 
     def seconds(self):
-        elapsed = time.monotonic() - self._begin
-        return max(0.0, elapsed - (self._both_queued() - self._queued))
+        elapsed = time.monotonic() - self.begin
+        try:
+            self._now = [queued_seconds(of) for of in self._pids]
+        except OSError:
+            pass  # It has ended, and what was read before is what there is.
+        queued = (now - before for now, before in zip(self._now, self._before))
+        return max(0.0, elapsed - max(queued))
+
+    def exit_code(self, process, timeout):
+        """Waits for the end of that process, beyond which its queueing cannot be read."""
+        wait_until(lambda: self.seconds() >= 0.0 and not process.is_running(), timeout,
+                   f"{process.name} to end")
+        return process.exit_code()
