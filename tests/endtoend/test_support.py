@@ -5,6 +5,7 @@ import unittest
 from pathlib import Path
 from unittest import mock
 
+import soak
 from support import case, faults, matrix, prober, project, samples, vitals
 from support.processes import Failure, wait_until
 
@@ -163,6 +164,25 @@ class Growth(unittest.TestCase):
         self.assertGreater(own.memory_mb, 1.0)
         self.assertGreater(own.handles, 2)
         self.assertGreaterEqual(own.threads, 1)
+
+
+class Underruns(unittest.TestCase):
+    def judged(self, counts, queued=0.0):
+        return soak.judge_underruns([soak.Stretch(count, 6.0, queued) for count in counts])
+
+    def test_few_are_no_fault(self):
+        self.assertEqual(self.judged([]), [])
+        self.assertEqual(self.judged([7, 8, 0, 3, 19, 6, 0, 28, 5]), [])
+
+    def test_constant_many_are_one_where_the_machine_is_not_to_blame(self):
+        self.assertEqual(len(self.judged([1000] * 9)), 1)
+        self.assertEqual(self.judged([1000] * 9, queued=0.4), [])
+        self.assertEqual(self.judged([30] * 9), [])
+        self.assertEqual(len(self.judged([31] * 9)), 1)
+
+    def test_more_and_more_are_one(self):
+        self.assertEqual(len(self.judged([0, 0, 0, 6, 12, 18, 24, 30, 36], queued=6.0)), 1)
+        self.assertEqual(self.judged([0, 0, 0, 5, 10, 15, 20, 25, 30], queued=6.0), [])
 
 
 class Clock(unittest.TestCase):

@@ -53,6 +53,10 @@ class SoundServer:
             self._folder / "pulseaudio.log", self.environment)
         wait_until(self._is_ready, START_SECONDS, "the sound server to answer")
 
+    @property
+    def pid(self):
+        return self._process.pid
+
     def _sink(self, name, channels=STEREO, rate=None):
         return _NULL_SINK.format(name=name, rate=rate or self.rate, channels=channels)
 
