@@ -48,6 +48,7 @@ VelaEngine::VelaEngine(QObject* parent)
 VelaEngine::VelaEngine(NodeMakers makers, QObject* parent)
     : QObject(parent)
     , m_makers(std::move(makers))
+    , m_waits(std::make_shared<media::audio::WaitBudget>(media::audio::AudioNode::kCallBound))
     , m_playTimer(makePump(this))
     , m_recordTimer(makePump(this))
     , m_mixBuffer(mixer::kBlockSamples, 0.0)
@@ -113,6 +114,7 @@ bool VelaEngine::selectOutput(qint32 rateHz)
     }
     if (!m_outputNode) {
         m_outputNode = m_makers.output();
+        m_outputNode->shareWaits(m_waits);
         listenTo(m_outputNode.data(), &VelaEngine::onOutputLost,
                  "VelaEngine: output device rebuilt");
     }
@@ -136,6 +138,7 @@ bool VelaEngine::selectInput(qint32 rateHz)
     }
     if (!m_inputNode) {
         m_inputNode = m_makers.input();
+        m_inputNode->shareWaits(m_waits);
         listenTo(m_inputNode.data(), &VelaEngine::onInputLost, "VelaEngine: input device rebuilt");
     }
     m_inputNode->configure(device, format, kInputRingFrames);

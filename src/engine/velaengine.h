@@ -6,6 +6,7 @@
 #include "engine/takewriter.h"
 #include "media/audio/audioinputnode.h"
 #include "media/audio/audiooutputnode.h"
+#include "media/audio/waitbudget.h"
 #include "project/velaproject.h"
 
 #include <QAudioFormat>
@@ -15,6 +16,7 @@
 #include <QSharedPointer>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 class QTimer;
@@ -117,6 +119,8 @@ private:
 
     const NodeMakers m_makers;
     ProjectHandle m_project;
+    /// Of both nodes: the window waits for their device threads.
+    const std::shared_ptr<media::audio::WaitBudget> m_waits;
     QSharedPointer<media::audio::AudioOutputNode> m_outputNode;
     QSharedPointer<media::audio::AudioInputNode> m_inputNode;
     QTimer* m_playTimer;

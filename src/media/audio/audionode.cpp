@@ -19,6 +19,12 @@ void dispose(NodeWorker* worker)
     delete worker;
 }
 
+DeviceThread::Ms now()
+{
+    using Clock = std::chrono::steady_clock;
+    return std::chrono::duration_cast<DeviceThread::Ms>(Clock::now().time_since_epoch());
+}
+
 } // namespace
 
 AudioNode::AudioNode(const NodeWords& words, WorkerMaker makeWorker)
@@ -88,12 +94,29 @@ void AudioNode::abandonSide(const char* what, DeviceThread::Ms waited)
     post([checked = m_configuration](NodeWorker& worker) { worker.adopt(checked); });
 }
 
+void AudioNode::shareWaits(std::shared_ptr<WaitBudget> budget)
+{
+    m_waits = std::move(budget);
+}
+
+bool AudioNode::waitOrAbandon(const char* what, DeviceThread::Ms most,
+                              const std::function<bool(DeviceThread::Ms)>& wait)
+{
+    const DeviceThread::Ms begin = now();
+    const DeviceThread::Ms bound = m_waits ? std::min(most, m_waits->left(begin)) : most;
+    const bool done = wait(bound);
+    if (m_waits)
+        m_waits->spend(begin, now());
+    if (!done)
+        abandonSide(what, bound);
+    return done;
+}
+
 bool AudioNode::run(const char* what, const std::function<void(NodeWorker&)>& work)
 {
-    if (m_thread->run([worker = m_worker, work] { work(*worker); }, kCallBound))
-        return true;
-    abandonSide(what, kCallBound);
-    return false;
+    return waitOrAbandon(what, kCallBound, [this, &work](DeviceThread::Ms bound) {
+        return m_thread->run([worker = m_worker, work] { work(*worker); }, bound);
+    });
 }
 
 void AudioNode::post(std::function<void(NodeWorker&)> work)
@@ -146,13 +169,11 @@ void AudioNode::requestStop()
 bool AudioNode::waitUntilIdle(QDeadlineTimer deadline)
 {
     const auto stop = std::exchange(m_requestedStop, {});
-    const DeviceThread::Ms bound =
+    const DeviceThread::Ms most =
         deadline.isForever() ? kCallBound
                              : std::min(DeviceThread::Ms{deadline.remainingTime()}, kCallBound);
-    if (!stop || stop->waitFor(bound))
-        return true;
-    abandonSide("stop", bound);
-    return false;
+    return !stop || waitOrAbandon("stop", most,
+                                  [&stop](DeviceThread::Ms bound) { return stop->waitFor(bound); });
 }
 
 void AudioNode::requestRebuild()

@@ -4,6 +4,7 @@
 #include "media/audio/devicethread.h"
 #include "media/audio/nodestream.h"
 #include "media/audio/nodeworker.h"
+#include "media/audio/waitbudget.h"
 
 #include <QAudio>
 #include <QAudioDevice>
@@ -34,7 +35,8 @@ namespace media::audio {
 /// lost. Nothing the old thread does or signals has any effect any more. Who
 /// has several nodes stops them within one such bound by `requestStop` on each,
 /// then `waitUntilIdle` with one deadline; a `configure` after that has nothing
-/// to stop.
+/// to stop. Nodes that share a WaitBudget wait no longer together than one would,
+/// also when calls follow each other at once: a server that hangs holds up all.
 ///
 /// Failure is reported by `start`, by the log and by the signals, which come
 /// queued. Nothing throws. Not copyable.
@@ -48,6 +50,9 @@ public:
     /// Ends the device and its threads, waiting up to kTearDownBound.
     ~AudioNode() override;
     Q_DISABLE_COPY_MOVE(AudioNode)
+
+    /// From now on a call waits for what the budget has left, if that is less.
+    void shareWaits(std::shared_ptr<WaitBudget> budget);
 
     /// Takes one block. Never blocks, locks or, in steady state, allocates.
     virtual void process(const AudioContext& block) = 0;
@@ -112,6 +117,8 @@ protected:
 
 private:
     [[nodiscard]] bool run(const char* what, const std::function<void(NodeWorker&)>& work);
+    [[nodiscard]] bool waitOrAbandon(const char* what, DeviceThread::Ms most,
+                                     const std::function<bool(DeviceThread::Ms)>& wait);
     void makeSide();
     void abandonSide(const char* what, DeviceThread::Ms waited);
 
@@ -130,6 +137,7 @@ private:
     NodeWorker* m_worker = nullptr; ///< lives and dies on m_thread
     quint64 m_side = 0;             ///< counts the workers
     std::shared_ptr<DeviceThread::Completion> m_requestedStop;
+    std::shared_ptr<WaitBudget> m_waits; ///< null: every call may take kCallBound
 };
 
 } // namespace media::audio

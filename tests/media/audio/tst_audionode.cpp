@@ -7,12 +7,14 @@
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <memory>
 
 using media::audio::AudioNode;
+using media::audio::WaitBudget;
 using media::devices::DeviceManager;
 
 namespace {
@@ -229,6 +231,34 @@ private slots:
         m_device->stopping.open();
         QVERIFY(hanging.waitUntilIdle(deadline));
         QVERIFY(hanging.start());
+    }
+
+    void nodesThatShareTheirWaitsHoldUpTheCallerOnce()
+    {
+        const auto waits = std::make_shared<WaitBudget>(AudioNode::kCallBound);
+        const auto sound = std::make_shared<FakeDevice>();
+        FakeNode first(m_device);
+        FakeNode second(sound);
+        for (FakeNode* node : {&first, &second}) {
+            node->shareWaits(waits);
+            configure(*node);
+            QVERIFY(node->start());
+        }
+        m_device->stopping.close();
+        sound->stopping.close();
+        first.stop();
+        second.stop();
+        const QStringList warnings = m_log->texts(QtWarningMsg);
+        const QRegularExpression wait("has not answered for (\\d+) ms");
+        int waitedMs = 0;
+        for (const QString& warning : warnings)
+            waitedMs += wait.match(warning).captured(1).toInt();
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "has not answered for"), 2);
+        // What the two starts took is not waited again.
+        QVERIFY2(waitedMs <= (AudioNode::kCallBound + WaitBudget::kLeast).count(),
+                 qPrintable(QString::number(waitedMs)));
+        m_device->stopping.open();
+        sound->stopping.open();
     }
 
     void shorterWaitIsToldAsItWas()
