@@ -45,7 +45,9 @@ class Fault:
 _HANG = tuple(f"Audio{side}Node::{call}: the device thread has not answered"
               for side in ("Output", "Input") for call in ("start", "stop"))
 _STALL = ("AudioOutputNode: stream stalled silently", "AudioInputNode: stream stalled silently")
-_ABSENT = ('AudioOutputNode: device', 'AudioInputNode: device')
+#: Of the latter two the toolkit speaks when a device goes just as it is asked about.
+_ABSENT = ("AudioOutputNode: device", "AudioInputNode: device",
+           "QString::arg: Argument missing: Failed to get", '"Failed to get ')
 _DROP = ('"Stream error: ', '"pa_stream_peek() failed', "AudioOutputNode: state dropped from ActiveState",
          "AudioInputNode: state dropped from ActiveState")
 _REFUSAL = ("PlatformConnection: the sound server does not answer",
