@@ -11,7 +11,7 @@ namespace file_dialogs {
 
 namespace {
 
-const QString kProjectExtension = QStringLiteral(".vela");
+constexpr QLatin1String kProjectExtension(".vela");
 
 QString projectFilter()
 {
@@ -53,7 +53,7 @@ QString askSave(QWidget* parent, const QString& startPath)
                                                            proposed, projectFilter());
         if (typed.isEmpty())
             return {};
-        const QString whole = withProjectExtension(typed);
+        QString whole = withProjectExtension(typed);
         if (whole == typed || !QFileInfo::exists(whole))
             return whole;
         proposed = whole;
