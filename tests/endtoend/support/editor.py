@@ -85,7 +85,7 @@ class Editor:
         self.stage = stage
         self.display = stage.display
         self.scale = scale
-        self._anchor = None
+        self._anchor, self._servers = None, ()
         environment = dict(stage.environment)
         if scale != 1:
             environment["QT_SCALE_FACTOR"] = str(scale)
@@ -169,7 +169,8 @@ class Editor:
         """How long the window's thread takes for a short question, the machine's delays apart."""
         if self._anchor is None:
             self._anchor = self.controls.find(BUTTONS, PLAY)
-        watch = vitals.Stopwatch(self.process.pid)
+            self._servers = vitals.servers_of_the_stage()
+        watch = vitals.Stopwatch(self.process.pid, self._servers)
         wait_until(lambda: self.controls.answers(self._anchor), ANSWER_SECONDS,
                    "the window to answer at all")
         return watch.seconds()
@@ -265,7 +266,7 @@ class Editor:
 
     def seconds_to_close(self):
         """The same; returns also how long it took, the machine's delays apart."""
-        watch = vitals.Stopwatch(self.process.pid)
+        watch = vitals.Stopwatch(self.process.pid, vitals.servers_of_the_stage())
         self.display.close_window(self.window)
         return watch.exit_code(self.process, CLOSE_SECONDS), watch.seconds()
 

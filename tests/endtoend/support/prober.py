@@ -80,9 +80,10 @@ def main():
     pid, name = int(sys.argv[1]), sys.argv[2]
     controls = Application(pid)
     anchor = controls.find(BUTTONS, name)
+    servers = vitals.servers_of_the_stage()
     while is_alive(pid):
         try:
-            watch = vitals.Stopwatch(pid)
+            watch = vitals.Stopwatch(pid, servers)
         except OSError:  # it has ended since
             break
         while not controls.answers(anchor) and is_alive(pid):
