@@ -72,6 +72,14 @@ class LongTake(RecordingCase):
         backwards = mono[::-1]
         stereo = samples.interleaved(backwards, mono)
         played = samples.write_float_wav(wav, stereo, self.sound.rate)
+        self.require_heard(played, lambda: self.play_while_recording(wav, path, mono))
+
+    def play_while_recording(self, wav, path, mono):
+        """Returns what was heard; the take has to be exact each time, in a project of its own."""
+        self.editor.stop()
+        (self.folder / f"{self._testMethodName}.vela").unlink(missing_ok=True)
+        self.editor = self.start()
+        self.controls = self.editor.controls
         self.editor.open_audio(wav)
         with self.sound.capture() as capture:
             self.display.key("space")
@@ -82,7 +90,7 @@ class LongTake(RecordingCase):
             capture.wait_for_more(0.5)
         [take] = self.saved_takes()
         samples.require_exact(take, samples.to_bytes(mono), channels=1)
-        samples.require_exact(capture.data(), played)
+        return capture.data()
 
 
 def main():
