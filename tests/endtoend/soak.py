@@ -40,7 +40,7 @@ MOST_TRACKS = 6
 DIALOG_KEEPS_MB = 0.027
 SOUND_KEEPS_MB = 0.066
 #: How many more there may be in a run's last third than in its middle one.
-MORE_UNDERRUNS_A_SECOND = 2.5
+MORE_UNDERRUNS_A_SECOND = 10 / 6
 #: A tenth of what the device asks for, which would be heard. It is held against the program
 #: where no thread of its or of the server's waited longer than that share for a processor.
 UNDERRUNS_A_SECOND = 5.0

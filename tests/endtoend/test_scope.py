@@ -10,7 +10,6 @@ SWEEP_SECONDS = 6.0
 TIMES = 10
 TRACKS = 16
 PLAY_SECONDS = 20.0
-ATTEMPTS = 3
 DIAGNOSTICS = re.compile(r"\[VELA-DIAG\] .* underrun=(\d+)")
 
 
@@ -49,12 +48,13 @@ class Scope(case.EditorCase):
     def require_clean_playback(self, work):
         """Plays while `work()` is done. A machine that is too busy for any player makes a gap
         now and then, so there are three attempts; a fault of ours makes one every time."""
-        for _ in range(ATTEMPTS):
+        for _ in range(case.ATTEMPTS):
             self.play_round_and_round()
             work()
             self.stop_playing()
             if self.was_without_a_gap():
                 return
+            case.tell_of_spoiled_attempt(f"underruns {self.underruns()}")
         self.fail(f"underruns in each attempt, lastly {self.underruns()}")
 
     def stop_playing(self):

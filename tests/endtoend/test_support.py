@@ -181,8 +181,8 @@ class Underruns(unittest.TestCase):
         self.assertEqual(len(self.judged([31] * 9)), 1)
 
     def test_more_and_more_are_one(self):
-        self.assertEqual(len(self.judged([0, 0, 0, 6, 12, 18, 24, 30, 36], queued=6.0)), 1)
-        self.assertEqual(self.judged([0, 0, 0, 5, 10, 15, 20, 25, 30], queued=6.0), [])
+        self.assertEqual(len(self.judged([0, 0, 0, 4, 8, 12, 16, 20, 24], queued=6.0)), 1)
+        self.assertEqual(self.judged([0, 0, 0, 3, 6, 9, 12, 15, 18], queued=6.0), [])
 
 
 class Clock(unittest.TestCase):

@@ -1,25 +1,25 @@
-#include "project/velaproject.h"
-#include "support/logcatcher.h"
 #include "support/signalmakers.h"
-#include "widgets/waveformview.h"
+#include "waveformsuite.h"
 
 #include <QApplication>
 #include <QResizeEvent>
 #include <QSignalSpy>
 #include <QTest>
 
-#include <memory>
-
 namespace {
 
 constexpr QRgb kBackground = qRgb(30, 30, 30);
-constexpr int kWidth = 400;
-constexpr int kHeight = 120;
 
 } // namespace
 
-class TestWaveformView : public QObject {
+class TestWaveformView : public WaveformSuite {
     Q_OBJECT
+
+public:
+    TestWaveformView()
+        : WaveformSuite(0.0F)
+    {
+    }
 
 private:
     /// The pixel at a logical position.
@@ -30,33 +30,7 @@ private:
         return image.pixel(static_cast<int>(x * ratio), static_cast<int>(y * ratio));
     }
 
-    std::unique_ptr<LogCatcher> m_log;
-    ProjectHandle m_project;
-    std::unique_ptr<WaveformView> m_view;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_project = VelaProject::create(1000);
-        const TrackHandle track = m_project->addTrack("Take", 1);
-        track->samples[0] = signal_makers::constant(4000, 0.0F);
-        m_view = std::make_unique<WaveformView>();
-        m_view->resize(kWidth, kHeight);
-        m_view->setViewState(m_project.data());
-        m_view->setTrack(track.data());
-        m_view->setViewRange(0, 4000);      // ten frames a pixel
-        m_project->cursor.position = 50000; // out of sight
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-    }
-
-    void cleanup()
-    {
-        m_view.reset();
-        m_log.reset();
-    }
 
     void constructionSetsSizeFocusAndTracking()
     {

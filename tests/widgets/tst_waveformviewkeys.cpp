@@ -1,42 +1,13 @@
-#include "project/velaproject.h"
-#include "support/logcatcher.h"
-#include "widgets/waveformview.h"
+#include "waveformsuite.h"
 
 #include <QSignalSpy>
 #include <QTest>
 
-#include <memory>
-
 /// What the view does for the keyboard and for assistive technology.
-class TestWaveformViewKeys : public QObject {
+class TestWaveformViewKeys : public WaveformSuite {
     Q_OBJECT
 
-private:
-    std::unique_ptr<LogCatcher> m_log;
-    ProjectHandle m_project;
-    std::unique_ptr<WaveformView> m_view;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_project = VelaProject::create(1000);
-        const TrackHandle track = m_project->addTrack("Take", 1);
-        track->samples[0].resize(4000);
-        m_view = std::make_unique<WaveformView>();
-        m_view->resize(400, 120);
-        m_view->setViewState(m_project.data());
-        m_view->setTrack(track.data());
-        m_view->setViewRange(0, 4000);      // ten frames a pixel
-        m_project->cursor.position = 50000; // out of sight
-    }
-
-    void cleanup()
-    {
-        m_view.reset();
-        m_log.reset();
-    }
 
     void placeCursorDoesWhatAClickDoes()
     {

@@ -1,15 +1,10 @@
-#include "project/velaproject.h"
-#include "support/logcatcher.h"
-#include "support/signalmakers.h"
-#include "widgets/waveformview.h"
+#include "waveformsuite.h"
 
 #include <QApplication>
 #include <QFocusEvent>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWheelEvent>
-
-#include <memory>
 
 namespace {
 
@@ -26,7 +21,7 @@ void turnWheel(WaveformView& view, QPoint angle, double x)
 } // namespace
 
 /// What the view does for the mouse.
-class TestWaveformViewMouse : public QObject {
+class TestWaveformViewMouse : public WaveformSuite {
     Q_OBJECT
 
 private:
@@ -49,33 +44,7 @@ private:
         QApplication::sendEvent(m_view.get(), &event);
     }
 
-    std::unique_ptr<LogCatcher> m_log;
-    ProjectHandle m_project;
-    std::unique_ptr<WaveformView> m_view;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_project = VelaProject::create(1000);
-        const TrackHandle track = m_project->addTrack("Take", 1);
-        track->samples[0] = signal_makers::constant(4000, 0.5F);
-        m_view = std::make_unique<WaveformView>();
-        m_view->resize(400, 120);
-        m_view->setViewState(m_project.data());
-        m_view->setTrack(track.data());
-        m_view->setViewRange(0, 4000);      // ten frames a pixel
-        m_project->cursor.position = 50000; // out of sight
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-    }
-
-    void cleanup()
-    {
-        m_view.reset();
-        m_log.reset();
-    }
 
     void aClickPlacesTheCursorAndClearsTheSelection()
     {

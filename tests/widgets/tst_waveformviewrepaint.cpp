@@ -1,49 +1,18 @@
-#include "project/velaproject.h"
-#include "support/logcatcher.h"
 #include "support/paintcounter.h"
-#include "support/signalmakers.h"
-#include "widgets/waveformview.h"
+#include "waveformsuite.h"
 
 #include <QTest>
 
 #include <functional>
-#include <memory>
 
 using Action = std::function<void(WaveformView&, VelaProject&)>;
 Q_DECLARE_METATYPE(Action)
 
 /// When the view paints by itself, and when it draws its picture anew for it.
-class TestWaveformViewRepaint : public QObject {
+class TestWaveformViewRepaint : public WaveformSuite {
     Q_OBJECT
 
-private:
-    std::unique_ptr<LogCatcher> m_log;
-    ProjectHandle m_project;
-    std::unique_ptr<WaveformView> m_view;
-
 private slots:
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_project = VelaProject::create(1000);
-        const TrackHandle track = m_project->addTrack("Take", 1);
-        track->samples[0] = signal_makers::constant(4000, 0.5F);
-        m_view = std::make_unique<WaveformView>();
-        m_view->resize(400, 120);
-        m_view->setViewState(m_project.data());
-        m_view->setTrack(track.data());
-        m_view->setViewRange(0, 4000);      // ten frames a pixel
-        m_project->cursor.position = 50000; // out of sight
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-    }
-
-    void cleanup()
-    {
-        m_view.reset();
-        m_log.reset();
-    }
 
     void whatChangesIsPaintedUnasked_data()
     {

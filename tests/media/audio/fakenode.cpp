@@ -1,10 +1,18 @@
 #include "fakenode.h"
 
+#include "audioformats.h"
+#include "media/devices/devicemanager.h"
+
 #include <future>
 #include <utility>
 
 using media::audio::NodeStream;
 using media::audio::NodeWorker;
+
+QAudioDevice device()
+{
+    return media::devices::DeviceManager::instance().defaultAudioOutput();
+}
 
 void Gate::close()
 {
@@ -166,6 +174,11 @@ void FakeNode::waitForDeviceThread()
     const auto done = std::make_shared<std::promise<void>>();
     post([done](NodeWorker& /*worker*/) { done->set_value(); });
     done->get_future().wait();
+}
+
+void configure(media::audio::AudioNode& node)
+{
+    node.configure(device(), mono(), kRingFrames);
 }
 
 std::unique_ptr<NodeWorker> makeFakeWorker(std::shared_ptr<NodeStream> stream,

@@ -11,6 +11,13 @@
 #include <memory>
 #include <mutex>
 
+inline constexpr int kPatienceMs = 20000;
+inline constexpr quint64 kRingFrames = 100;
+
+/// One of the server's, for a node to name: nothing is ever played on it. Null until
+/// the server has been seen.
+[[nodiscard]] QAudioDevice device();
+
 /// Where a device thread can be made to hang, as it does in the toolkit.
 class Gate {
 public:
@@ -65,6 +72,9 @@ public:
     using AudioNode::requestRebuild;
     using AudioNode::stream;
 };
+
+/// For that device, a mono format and a ring of kRingFrames.
+void configure(media::audio::AudioNode& node);
 
 /// The device's side of a FakeNode, for use on the calling thread.
 [[nodiscard]] std::unique_ptr<media::audio::NodeWorker>

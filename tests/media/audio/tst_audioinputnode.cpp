@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audioinputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -21,19 +22,9 @@ using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kRateHz = 44100;
 constexpr quint64 kRingFrames = 32768;
 constexpr int kPatienceMs = 20000;
 constexpr int kAnswerMs = 1000;
-
-QAudioFormat mono(int rateHz = kRateHz, int channels = 1)
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(rateHz);
-    format.setChannelCount(channels);
-    return format;
-}
 
 QAudioDevice microphone()
 {
@@ -103,7 +94,7 @@ private slots:
     void implausibleFormatsAreTold()
     {
         AudioInputNode node;
-        node.configure(microphone(), mono(kRateHz, 40), kRingFrames);
+        node.configure(microphone(), floatFormat(40), kRingFrames);
         QCOMPARE(m_log->takeContaining(QtWarningMsg,
                                        "AudioInputNode: implausible channelCount 40 from format "),
                  1);
@@ -118,7 +109,7 @@ private slots:
     void implausibleSampleRateLeavesTheNodeUnconfigured()
     {
         AudioInputNode node;
-        node.configure(microphone(), mono(384001), kRingFrames);
+        node.configure(microphone(), floatFormat(1, 384001), kRingFrames);
         const QStringList warnings = m_log->texts(QtWarningMsg);
         QCOMPARE(warnings.size(), 1);
         QVERIFY(

@@ -1,5 +1,5 @@
+#include "audioformats.h"
 #include "fakenode.h"
-#include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
 #include "support/soundserver.h"
@@ -15,25 +15,13 @@
 
 using media::audio::AudioNode;
 using media::audio::WaitBudget;
-using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
-constexpr quint64 kRingFrames = 100;
 constexpr auto kHangs = "the device thread has not answered for 900 ms";
 
 /// Between one bound of a call's and two.
 constexpr int kOneBoundMs = 1500;
-
-QAudioFormat mono()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(44100);
-    format.setChannelCount(1);
-    return format;
-}
 
 } // namespace
 
@@ -47,8 +35,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_server.start());
-        QTRY_VERIFY_WITH_TIMEOUT(!DeviceManager::instance().defaultAudioOutput().isNull(),
-                                 kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!device().isNull(), kPatienceMs);
     }
 
     void init()
@@ -334,10 +321,6 @@ private slots:
     }
 
 private:
-    static QAudioDevice device() { return DeviceManager::instance().defaultAudioOutput(); }
-
-    static void configure(FakeNode& node) { node.configure(device(), mono(), kRingFrames); }
-
     /// More than one tick of the watchdog's, with what it signalled delivered.
     bool someTicksPass()
     {

@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -22,21 +23,11 @@ using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kRateHz = 44100;
 constexpr quint64 kRingFrames = 8192;
 constexpr int kPatienceMs = 20000;
 
 /// No call of the engine's may hold the window up for longer.
 constexpr int kAnswerMs = 1000;
-
-QAudioFormat stereo(int rateHz = kRateHz, int channels = 2)
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(rateHz);
-    format.setChannelCount(channels);
-    return format;
-}
 
 QAudioDevice speaker()
 {
@@ -119,7 +110,7 @@ private slots:
         QFETCH(int, count);
         QFETCH(qsizetype, expectedBytes);
         AudioOutputNode node;
-        node.configure(speaker(), stereo(kRateHz, count), kRingFrames);
+        node.configure(speaker(), floatFormat(count), kRingFrames);
         const QStringList warnings = m_log->texts(QtWarningMsg);
         QCOMPARE(warnings.size(), 1);
         QVERIFY(warnings[0].startsWith(
@@ -143,7 +134,7 @@ private slots:
     {
         QFETCH(int, rateHz);
         AudioOutputNode node;
-        node.configure(speaker(), stereo(rateHz), kRingFrames);
+        node.configure(speaker(), floatFormat(2, rateHz), kRingFrames);
         const QStringList warnings = m_log->texts(QtWarningMsg);
         QCOMPARE(warnings.size(), 1);
         QVERIFY(warnings[0].startsWith(
@@ -157,7 +148,7 @@ private slots:
     void highestSampleRateIsAccepted()
     {
         AudioOutputNode node;
-        node.configure(speaker(), stereo(384000), kRingFrames);
+        node.configure(speaker(), floatFormat(2, 384000), kRingFrames);
         QCOMPARE(node.sinkBufferBytes(), 16384);
     }
 

@@ -1,7 +1,6 @@
 #include "fakenode.h"
 #include "media/audio/audionode.h"
 #include "media/audio/deviceworker.h"
-#include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
 #include "support/soundserver.h"
 
@@ -20,8 +19,6 @@
 using namespace media::audio;
 
 namespace {
-
-constexpr int kPatienceMs = 10000;
 
 /// What happened to the devices, in order.
 class Diary {
@@ -45,15 +42,6 @@ private:
 
 Diary* diary = nullptr;
 Gate* stopping = nullptr;
-
-QAudioFormat mono()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(44100);
-    format.setChannelCount(1);
-    return format;
-}
 
 } // namespace
 
@@ -185,7 +173,7 @@ private slots:
     void stopThatComesInTheMiddleOfARebuildWaitsForItsEnd()
     {
         EventfulNode node;
-        node.configure(device(), mono(), 1024);
+        configure(node);
         QVERIFY(node.start());
         m_stopping->close();
         node.requestRebuild();
@@ -200,7 +188,7 @@ private slots:
     void nothingIsHeardOfTheDeviceThatARebuildReplaces()
     {
         EventfulNode node;
-        node.configure(device(), mono(), 1024);
+        configure(node);
         QVERIFY(node.start());
         QSignalSpy states(&node, &AudioNode::deviceStateChanged);
         QSignalSpy rebuilds(&node, &AudioNode::deviceRebuilt);
@@ -215,7 +203,7 @@ private slots:
     {
         {
             EventfulNode node;
-            node.configure(device(), mono(), 1024);
+            configure(node);
             QVERIFY(node.start());
         }
         QCOMPARE(m_diary->lines(),
@@ -223,11 +211,6 @@ private slots:
     }
 
 private:
-    static QAudioDevice device()
-    {
-        return media::devices::DeviceManager::instance().defaultAudioOutput();
-    }
-
     SoundServer m_server;
     std::unique_ptr<Diary> m_diary;
     std::unique_ptr<Gate> m_stopping;

@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -26,15 +27,6 @@ constexpr int kAttemptsMs = 45000;
 
 /// Longer than a player may take, so that the stream most likely dies meanwhile.
 constexpr unsigned long kSlowMs = 15;
-
-QAudioFormat stereo()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(44100);
-    format.setChannelCount(2);
-    return format;
-}
 
 } // namespace
 

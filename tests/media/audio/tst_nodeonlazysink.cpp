@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -15,7 +16,6 @@ using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kRateHz = 44100;
 constexpr int kPatienceMs = 20000;
 
 } // namespace
@@ -48,12 +48,8 @@ private slots:
         const LogCatcher log;
         SoundServer::Capture capture(m_server);
         QVERIFY(capture.isRecording());
-        QAudioFormat format;
-        format.setSampleFormat(QAudioFormat::Float);
-        format.setSampleRate(kRateHz);
-        format.setChannelCount(2);
         AudioOutputNode node;
-        node.configure(DeviceManager::instance().defaultAudioOutput(), format, 8192);
+        node.configure(DeviceManager::instance().defaultAudioOutput(), stereo(), 8192);
 
         const QList<float> sound = signal_makers::counter(frames);
         QVERIFY(node.start());

@@ -1,6 +1,6 @@
+#include "audioformats.h"
 #include "fakenode.h"
 #include "media/audio/audionode.h"
-#include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
 #include "support/soundserver.h"
@@ -14,25 +14,13 @@
 using media::audio::AudioNode;
 using media::audio::NodeStream;
 using media::audio::NodeWorker;
-using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
-constexpr quint64 kRingFrames = 100;
 constexpr int kShortMs = 300;
 constexpr auto kNoAnswer = "FakeNode: the sound server does not answer; fake not started";
 constexpr auto kStalled = "FakeNode: stream stalled silently (no Qt error, sample counter frozen "
                           "≥ 300ms) — rebuilding Fake (rebuild #1)";
-
-QAudioFormat mono()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(44100);
-    format.setChannelCount(1);
-    return format;
-}
 
 QList<QAudio::State> statesIn(const QSignalSpy& changes)
 {
@@ -54,8 +42,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_server.start());
-        QTRY_VERIFY_WITH_TIMEOUT(!DeviceManager::instance().defaultAudioOutput().isNull(),
-                                 kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!device().isNull(), kPatienceMs);
     }
 
     void init()
@@ -279,10 +266,6 @@ private slots:
     }
 
 private:
-    static QAudioDevice device() { return DeviceManager::instance().defaultAudioOutput(); }
-
-    static void configure(FakeNode& node) { node.configure(device(), mono(), kRingFrames); }
-
     SoundServer m_server;
     std::unique_ptr<LogCatcher> m_log;
     std::shared_ptr<FakeDevice> m_device;

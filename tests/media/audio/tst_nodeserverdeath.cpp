@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audioinputnode.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
@@ -17,21 +18,11 @@ using media::devices::DeviceManager;
 
 namespace {
 
-constexpr int kRateHz = 44100;
 constexpr int kPatienceMs = 20000;
 constexpr int kAnswerMs = 1000;
 
 /// Longer than the toolkit takes to notice and to connect anew.
 constexpr int kReconnectMs = 5000;
-
-QAudioFormat mono()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(kRateHz);
-    format.setChannelCount(1);
-    return format;
-}
 
 } // namespace
 

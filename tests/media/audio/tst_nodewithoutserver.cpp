@@ -1,3 +1,4 @@
+#include "audioformats.h"
 #include "media/audio/audioinputnode.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/devices/devicemanager.h"
@@ -17,15 +18,6 @@ using media::devices::DeviceManager;
 namespace {
 
 constexpr int kAnswerMs = 1000;
-
-QAudioFormat mono()
-{
-    QAudioFormat format;
-    format.setSampleFormat(QAudioFormat::Float);
-    format.setSampleRate(44100);
-    format.setChannelCount(1);
-    return format;
-}
 
 } // namespace
 
