@@ -13,8 +13,8 @@
 ///
 /// GUI thread, needs an event loop. `file` must be open for reading, outlive the
 /// probe and be left alone meanwhile. `start()` may block while the toolkit looks
-/// into the file (without bound where the file system does not answer), and may emit `done()`
-/// before it returns.
+/// into the file (without bound where the file system does not answer), and may
+/// emit `done()` before it returns.
 class MediaProbe : public QObject {
     Q_OBJECT
 

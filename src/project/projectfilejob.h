@@ -28,8 +28,9 @@ public:
 
     /// Reads `path` into `project`, which becomes clean. False, with a warning
     /// and `errorOccurred`, if it is no readable project file; false alone if
-    /// `cancel()` was called or the program quits: `project` is as it was. A damaged body gives the
-    /// empty project that such files stand for, `errorOccurred`, and true.
+    /// `cancel()` was called or the program quits: `project` is as it was. A
+    /// damaged body gives the empty project that such files stand for,
+    /// `errorOccurred`, and true.
     bool load(const QString& path, const ProjectHandle& project);
 
     [[nodiscard]] bool isRunning() const;

@@ -13,8 +13,8 @@
 /// after this object's end; one left by a killed program is removed by the next
 /// replacement of the same file. A symbolic link stays and its target is
 /// replaced. Mode, access lists, other attributes, owner and group of an existing
-/// file carry over where the system lets us; where not, others may do less. A hard link to the old
-/// file keeps the old contents.
+/// file carry over where the system lets us; where not, others may do less. A hard
+/// link to the old file keeps the old contents.
 ///
 /// One thread, on which writing blocks. Failures: false or short counts, with
 /// the system's words in `errorString()`.

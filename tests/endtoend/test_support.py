@@ -19,15 +19,18 @@ class Attempts(unittest.TestCase):
     require_heard = case.EditorCase.require_heard
 
     def hear(self, *attempts):
+        """Returns how many attempts were told of as spoiled."""
         self.left = list(attempts)
-        self.require_heard(FRAME * b"1", lambda: self.left.pop(0))
+        with mock.patch("support.case.tell_of_spoiled_attempt") as tell:
+            self.require_heard(FRAME * b"1", lambda: self.left.pop(0))
+        return tell.call_count
 
     def test_right_sound_is_played_once(self):
-        self.hear(FRAME * b"1", SILENCE)
+        self.assertEqual(self.hear(FRAME * b"1", SILENCE), 0)
         self.assertEqual(self.left, [SILENCE])
 
     def test_gap_in_two_attempts_is_the_machines(self):
-        self.hear(SILENCE, SILENCE, FRAME * b"1")
+        self.assertEqual(self.hear(SILENCE, SILENCE, FRAME * b"1"), 2)
 
     def test_gap_in_three_attempts_is_ours(self):
         with self.assertRaises(Failure):

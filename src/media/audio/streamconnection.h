@@ -17,8 +17,8 @@ namespace media::audio {
 ///
 /// The toolkit drops the old connection when it makes a new one; a thread that is
 /// then waiting inside a start call waits for ever. So the thread stands still while
-/// permissions are out. A start that never returns costs the
-/// way back after a crash of the server.
+/// permissions are out. A start that never returns costs the way back after a crash
+/// of the server.
 ///
 /// Made and destroyed on one device thread.
 class StreamStart {
