@@ -7,6 +7,7 @@
 #include <QAudioBuffer>
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -24,8 +25,10 @@ DecoderRun::DecoderRun(std::unique_ptr<WatchedFile> file, qint64 knownDurationMs
                        std::unique_ptr<QAudioDecoder> decoder)
     : m_guard(std::make_unique<DecoderFaultGuard>())
     , m_file(std::move(file))
+    , m_fileBytes(m_file->size())
     , m_decoder(std::move(decoder))
     , m_knownDurationMs(knownDurationMs)
+    , m_samples(affordableMemoryBytes())
     , m_patienceTicks(patienceTicks)
 {
     connect(m_decoder.get(), &QAudioDecoder::bufferReady, this, &DecoderRun::takeBuffer);
@@ -70,7 +73,7 @@ void DecoderRun::takeBuffer()
     try {
         collectBuffer();
     } catch (const std::bad_alloc&) {
-        m_samples = {};
+        m_samples = SampleCollector();
         settle(State::TooLarge);
     }
 }
@@ -96,17 +99,13 @@ qint64 DecoderRun::durationMs() const
 }
 
 // A damaged file may claim years. What stores less than a byte a sample takes
-// longer to decode than its list takes to grow. What memory cannot hold anyway need
-// not be reserved.
+// longer to decode than its list takes to grow.
 qint64 DecoderRun::expectedFrames(const QAudioFormat& format) const
 {
     const qint64 rateHz = std::max(format.sampleRate(), 1);
-    const qint64 storable = m_file->size() / std::max(format.channelCount(), 1);
-    const qint64 storableMs = storable * kMsPerSecond / rateHz;
-    const qint64 likely =
-        (std::clamp<qint64>(durationMs(), 0, storableMs) + kRoundingMs) * rateHz / kMsPerSecond;
-    const qint64 frameBytes = qint64{sizeof(float)} * trackChannelsFor(format.channelCount());
-    return std::min(likely, affordableMemoryBytes() / frameBytes);
+    const qint64 bytes = std::min(m_fileBytes, std::numeric_limits<qint64>::max() / kMsPerSecond);
+    const qint64 storableMs = bytes / std::max(format.channelCount(), 1) * kMsPerSecond / rateHz;
+    return (std::clamp<qint64>(durationMs(), 0, storableMs) + kRoundingMs) * rateHz / kMsPerSecond;
 }
 
 void DecoderRun::reportProgress()

@@ -84,6 +84,7 @@ private:
 
     std::unique_ptr<DecoderFaultGuard> m_guard;
     std::unique_ptr<WatchedFile> m_file;
+    const qint64 m_fileBytes; ///< asked before the decoder's thread uses the file
     std::unique_ptr<QAudioDecoder> m_decoder;
     qint64 m_knownDurationMs;
     QTimer m_ticker;

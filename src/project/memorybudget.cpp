@@ -4,6 +4,8 @@
 #include <QString>
 
 #include <algorithm>
+#include <limits>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -13,6 +15,19 @@ constexpr qint64 kBytesPerKilobyte = 1024;
 qint64 installedMemoryBytes()
 {
     return qint64{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE);
+}
+
+// What `ulimit -v` leaves to this process.
+qint64 addressSpaceLeftBytes()
+{
+    rlimit limit = {};
+    QFile pages(QStringLiteral("/proc/self/statm"));
+    if (::getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY ||
+        !pages.open(QIODevice::ReadOnly))
+        return std::numeric_limits<qint64>::max();
+    const qint64 taken = pages.readAll().split(' ').value(0).toLongLong();
+    return std::max<qint64>(static_cast<qint64>(limit.rlim_cur) - taken * ::sysconf(_SC_PAGESIZE),
+                            0);
 }
 
 } // namespace
@@ -49,5 +64,6 @@ qint64 affordableMemoryBytes()
     QFile report(QStringLiteral("/proc/meminfo"));
     const qint64 available =
         report.open(QIODevice::ReadOnly) ? availableMemoryBytes(report.readAll()) : -1;
-    return affordableMemoryBytes(available >= 0 ? available : installedMemoryBytes());
+    return affordableMemoryBytes(
+        std::min(available >= 0 ? available : installedMemoryBytes(), addressSpaceLeftBytes()));
 }

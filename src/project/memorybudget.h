@@ -34,7 +34,7 @@ private:
 constexpr qint64 kMemoryMarginBytes = qint64{512} * 1024 * 1024;
 
 /// The same of what the system could hand out now, or of all there is where it does
-/// not say.
+/// not say; within the limit of the process, if it has one.
 [[nodiscard]] qint64 affordableMemoryBytes();
 
 /// What the system's memory report says could be handed out, in bytes; −1 if it

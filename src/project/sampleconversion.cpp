@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 #include <utility>
 
 namespace {
@@ -76,6 +77,11 @@ void deinterleave(const void* data, qsizetype values, int stride, qsizetype fram
             toFloat(source[whole * stride + channel]);
 }
 
+qint64 bytesOf(qint64 frames, qint64 channels)
+{
+    return frames * channels * qint64{sizeof(float)};
+}
+
 void reserveAll(QList<QList<float>>& channels, qsizetype frames)
 {
     for (QList<float>& channel : channels)
@@ -140,6 +146,13 @@ int trackChannelsFor(int sourceChannels)
     }
 }
 
+void SampleCollector::takeMemory(qint64 bytes)
+{
+    if (bytes > m_mostBytes - m_takenBytes)
+        throw std::bad_alloc();
+    m_takenBytes += bytes;
+}
+
 void SampleCollector::add(const QAudioBuffer& buffer)
 {
     const int channels = buffer.format().channelCount();
@@ -148,7 +161,7 @@ void SampleCollector::add(const QAudioBuffer& buffer)
         m_keeping = !mapsToItself;
         m_channels = QList<QList<float>>(trackChannelsFor(channels));
         if (!m_keeping)
-            reserveAll(m_channels, m_expectedFrames);
+            reserveAll(m_channels, std::min(m_expectedFrames, m_mostBytes / bytesOf(1, channels)));
     } else if (!m_keeping && channels != m_sourceChannels) {
         keepWhatWasConverted();
     }
@@ -156,9 +169,11 @@ void SampleCollector::add(const QAudioBuffer& buffer)
     m_sourceChannels = channels;
     m_sampleRate = buffer.format().sampleRate();
     if (m_keeping) {
+        takeMemory(buffer.byteCount());
         m_kept.append(buffer);
         return;
     }
+    takeMemory(bytesOf(buffer.frameCount(), channels));
     m_bufferFrames.append(buffer.frameCount());
     appendBuffer(m_channels, buffer);
 }
@@ -183,12 +198,13 @@ QList<QList<float>> SampleCollector::takeChannels()
         qsizetype frames = 0;
         for (const QAudioBuffer& buffer : std::as_const(m_kept))
             frames += buffer.frameCount();
+        takeMemory(bytesOf(frames, channels.size()));
         reserveAll(channels, frames);
         for (QAudioBuffer& buffer : m_kept) {
             appendBuffer(channels, buffer);
             buffer = {};
         }
     }
-    *this = {};
+    *this = SampleCollector(m_mostBytes);
     return channels;
 }

@@ -4,6 +4,8 @@
 #include <QAudioFormat>
 #include <QList>
 
+#include <limits>
+
 /// Channels of the track that an import makes from a source with
 /// `sourceChannels`: 1, 2, 6 and 8 stay, every other count gives 2.
 [[nodiscard]] int trackChannelsFor(int sourceChannels);
@@ -23,6 +25,13 @@
 /// Reentrant; no Qt event loop needed.
 class SampleCollector {
 public:
+    /// What `add()` and `takeChannels()` would take beyond `mostBytes` of memory is
+    /// refused as where the system has no more: with std::bad_alloc.
+    explicit SampleCollector(qint64 mostBytes = std::numeric_limits<qint64>::max())
+        : m_mostBytes(mostBytes)
+    {
+    }
+
     /// Makes room for so many frames in all, for growing touches memory that is
     /// left again. Takes effect with the first buffer; may be wrong either way.
     void expect(qsizetype frames) { m_expectedFrames = frames; }
@@ -44,11 +53,14 @@ public:
     [[nodiscard]] QList<QList<float>> takeChannels();
 
 private:
+    void takeMemory(qint64 bytes);
     void keepWhatWasConverted();
 
     static constexpr int kDefaultRateHz = 44100;
     static constexpr int kDefaultChannels = 2;
 
+    qint64 m_mostBytes;
+    qint64 m_takenBytes = 0;
     bool m_isEmpty = true;
     qsizetype m_expectedFrames = 0;
     int m_sourceChannels = kDefaultChannels;

@@ -1,3 +1,4 @@
+#include "project/addressspacelimit.h"
 #include "project/memorybudget.h"
 
 #include <QTest>
@@ -67,6 +68,16 @@ private slots:
         QFETCH(qint64, mebibytes);
         constexpr qint64 kMebibyte = qint64{1024} * 1024;
         QCOMPARE(affordableMemoryBytes(availableMebibytes * kMebibyte), mebibytes * kMebibyte);
+    }
+
+    void theLimitOfTheProcessCounts()
+    {
+        constexpr qint64 kMebibyte = qint64{1024} * 1024;
+        const AddressSpaceLimit limit(64 * kMebibyte);
+        QVERIFY(limit.isSet());
+        const qint64 bytes = affordableMemoryBytes();
+        QVERIFY2(bytes > 30 * kMebibyte && bytes <= 32 * kMebibyte,
+                 qPrintable(QString::number(bytes)));
     }
 
     void lessThanTheInstalledMemoryIsAffordable()

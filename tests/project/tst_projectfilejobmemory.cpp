@@ -10,6 +10,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <limits>
+
 using namespace project_samples;
 
 namespace {
@@ -22,14 +24,20 @@ constexpr qint64 kLongFileBytes = 512 * kMebibyte;
 class TestProjectFileJobMemory : public FolderSuite {
     Q_OBJECT
 
+private:
+    [[nodiscard]] QString longFile() const
+    {
+        QString path = in(QStringLiteral("song.vela"));
+        writeFile(path, plainFileOfOneChannel(kLongFileBytes / qint64{sizeof(float)}));
+        QFile file(path);
+        return file.resize(file.size() + kLongFileBytes) ? path : QString(); // zeros, in a hole
+    }
+
 private slots:
 
     void aLoadThatDoesNotFitSaysSoAndLeavesTheProjectAlone()
     {
-        const QString path = in(QStringLiteral("song.vela"));
-        writeFile(path, plainFileOfOneChannel(kLongFileBytes / qint64{sizeof(float)}));
-        QFile file(path);
-        QVERIFY(file.resize(file.size() + kLongFileBytes)); // a hole, which reads as zeros
+        const QString path = longFile();
         const auto project = awkward();
         ProjectFileJob job;
         const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
@@ -45,6 +53,17 @@ private slots:
         QCOMPARE(errors[0][0].toString(), "Could not load song.vela: " + reason + '.');
         QVERIFY(project->tainted);
         QCOMPARE(difference(*project, *awkward()), QString());
+    }
+
+    void memoryThatRunsOutWithinTheBudgetIsTheSame()
+    {
+        QFile file(longFile());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const AddressSpaceLimit limit(128 * kMebibyte);
+        QVERIFY(limit.isSet());
+        const ProjectFile::LoadResult result =
+            ProjectFile::read(file, std::numeric_limits<qint64>::max());
+        QCOMPARE(result.outcome, ProjectFile::LoadResult::Outcome::TooLarge);
     }
 };
 

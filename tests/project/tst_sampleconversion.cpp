@@ -273,6 +273,30 @@ private slots:
         QVERIFY(channels[0].capacity() >= frames && channels[1].capacity() >= frames);
     }
 
+    void noMoreMemoryIsTakenThanWasGiven()
+    {
+        const auto frame = floats({1, 2}, 2); // of 8 bytes
+        SampleCollector collector(16);
+        collector.add(frame);
+        collector.add(frame);
+        QVERIFY_THROWS_EXCEPTION(std::bad_alloc, collector.add(frame));
+        QCOMPARE(collector.takeChannels(), (QList<QList<float>>{{1, 1}, {2, 2}}));
+        collector.expect(1000);
+        collector.add(frame);
+        QVERIFY(collector.takeChannels()[0].capacity() < 1000);
+    }
+
+    void convertingInTheEndTakesMemoryToo()
+    {
+        const auto frame = floats({1, 2, 3, 4}, 4); // of 16 bytes, and 8 more in the end
+        SampleCollector enough(24);
+        enough.add(frame);
+        QCOMPARE(enough.takeChannels(), (QList<QList<float>>{{1}, {2}}));
+        SampleCollector tooLittle(23);
+        tooLittle.add(frame);
+        QVERIFY_THROWS_EXCEPTION(std::bad_alloc, (void)tooLittle.takeChannels());
+    }
+
     void takingLeavesTheCollectorAsNew()
     {
         SampleCollector collector;

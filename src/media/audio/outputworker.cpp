@@ -118,8 +118,7 @@ void OutputWorker::reportAtTick(qint64 nowMs)
     m_underrunsReported = std::min(m_underrunsReported, total); // the count was reset
     if (!due || total <= m_underrunsReported)
         return;
-    const qint64 sinceMs =
-        m_underrunsReportedAt == NodeWatchdog::kUnset ? 0 : nowMs - m_underrunsReportedAt;
+    const qint64 sinceMs = nowMs - std::max(m_underrunsReportedAt, qint64{0});
     qInfo("AudioOutputNode: %llu underrun(s) in last %lld ms (total %llu since start) — producer "
           "pipeline failed to keep up with QAudioSink demand; audible as buffer micro-gaps. "
           "Consider load reduction or larger `ringFrames`.",

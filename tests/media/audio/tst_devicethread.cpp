@@ -1,5 +1,6 @@
 #include "media/audio/devicethread.h"
 #include "media/devices/serverloop.h"
+#include "support/attempts.h"
 #include "support/stopwatch.h"
 
 #include <QElapsedTimer>
@@ -35,15 +36,15 @@ void dropLoop()
 class TestDeviceThread : public QObject {
     Q_OBJECT
 
-private slots:
-
-    void aLoopIsDroppedAfterWhatWasPostedBefore()
+private:
+    static bool dropsLoopAfterPostedWork()
     {
         DeviceThread one(QStringLiteral("one"));
         DeviceThread two(QStringLiteral("two"));
         std::atomic<int> done = 0;
+        bool areUp = true;
         for (DeviceThread* thread : {&one, &two})
-            QVERIFY(thread->run([] {}, kPatience)); // it is up
+            areUp = thread->run([] {}, kPatience) && areUp;
         for (DeviceThread* thread : {&one, &two}) {
             thread->post([&done] {
                 QThread::msleep(kWorkMs);
@@ -52,9 +53,17 @@ private slots:
         }
         const int before = droppedServerLoops();
         dropLoop();
-        QCOMPARE(done.load(), 2);
-        QCOMPARE(droppedServerLoops(), before + 1);
-        QVERIFY(one.end(kPatience) && two.end(kPatience));
+        const bool isDone = done == 2 && droppedServerLoops() == before + 1;
+        const bool haveEnded = one.end(kPatience) && two.end(kPatience);
+        return areUp && isDone && haveEnded;
+    }
+
+private slots:
+
+    void aLoopIsDroppedAfterWhatWasPostedBefore()
+    {
+        // A busy machine may have no time for so little work within the bound.
+        QVERIFY(inThreeAttempts(&TestDeviceThread::dropsLoopAfterPostedWork));
     }
 
     void aDroppedLoopCanStillBeLocked()

@@ -64,11 +64,10 @@ public:
         if (mustWait || m_unreported == 0)
             return said.isEmpty();
         m_total += m_unreported;
-        const qint64 sinceMs = m_reports > 0 ? nowMs - m_lastReportMs : 0;
         const QString expected = QStringLiteral("AudioOutputNode: %1 underrun(s) in last %2 ms "
                                                 "(total %3 since start) ")
                                      .arg(m_unreported)
-                                     .arg(sinceMs)
+                                     .arg(nowMs - m_lastReportMs)
                                      .arg(m_total);
         m_unreported = 0;
         m_lastReportMs = nowMs;
