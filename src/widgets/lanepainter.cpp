@@ -5,10 +5,39 @@
 #include <QImage>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 
 namespace {
 
 constexpr int kOpaque = 255;
+
+// Few enough that the bounds of a tile stay in the nearest cache, and enough that
+// rows are written whole.
+constexpr int kTileColumns = 4096;
+
+/// The rows of one span: [first, end) wholly covered, the others in part.
+struct Rows {
+    int first = 0;
+    int end = 0;
+    int topRow = 0;
+    int topAlpha = 0; ///< 0 … 254
+    int bottomRow = 0;
+    int bottomAlpha = 0;
+};
+
+struct Spans {
+    std::array<qint16, kTileColumns> before{};
+    std::array<qint16, kTileColumns> end{};
+    std::array<Rows, kTileColumns> edges;
+
+    void set(std::size_t column, const Rows& rows)
+    {
+        before[column] = static_cast<qint16>(rows.first - 1);
+        end[column] = static_cast<qint16>(rows.end);
+        edges[column] = rows;
+    }
+};
 
 /// One 8-bit channel of `old` under `colour`, at `shift` in the pixel.
 quint32 blendedChannel(quint32 old, quint32 colour, int alpha, int shift)
@@ -61,48 +90,7 @@ quint32* pixelsOfRow(uchar* bits, qsizetype bytesPerLine, int row)
     return reinterpret_cast<quint32*>(bits + row * bytesPerLine);
 }
 
-} // namespace
-
-void ColumnLevels::resize(int columns)
-{
-    for (std::vector<float>* level : {&minimum, &maximum, &rms})
-        level->resize(static_cast<std::size_t>(columns));
-}
-
-void ColumnLevels::fillSilent()
-{
-    for (std::vector<float>* level : {&minimum, &maximum, &rms})
-        std::fill(level->begin(), level->end(), 0.0F);
-}
-
-void LanePainter::paint(QImage& image, Lane lane, ColumnRange columns, const ColumnLevels& levels)
-{
-    for (int column = columns.begin; column < columns.end; column += kTileColumns) {
-        const int count = std::min(kTileColumns, columns.end - column);
-        layOut(lane, levels, column - columns.begin, count);
-        paintTile(image, lane, column, count);
-        blendEdges(image, column, count);
-    }
-}
-
-void LanePainter::paintEmpty(QImage& image, Lane lane, ColumnRange columns)
-{
-    const int centreRow = static_cast<int>(lane.centre());
-    for (int row = lane.top; row < lane.bottom(); ++row) {
-        quint32* const pixels = pixelsOfRow(image.bits(), image.bytesPerLine(), row);
-        std::fill(pixels + columns.begin, pixels + columns.end,
-                  row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground);
-    }
-}
-
-void LanePainter::Spans::set(std::size_t column, const Rows& rows)
-{
-    before[column] = static_cast<qint16>(rows.first - 1);
-    end[column] = static_cast<qint16>(rows.end);
-    edges[column] = rows;
-}
-
-LanePainter::Rows LanePainter::rowsOf(Lane lane, double from, double to)
+Rows rowsOf(Lane lane, double from, double to)
 {
     const double low = std::max(std::min(from, to), static_cast<double>(lane.top));
     const double high = std::min(std::max(from, to), static_cast<double>(lane.bottom()));
@@ -127,12 +115,73 @@ LanePainter::Rows LanePainter::rowsOf(Lane lane, double from, double to)
     return rows;
 }
 
-void LanePainter::layOut(Lane lane, const ColumnLevels& levels, int offset, int count)
+} // namespace
+
+/// The spans of the columns that are being painted.
+struct LanePainter::Tile {
+    void layOut(Lane lane, const ColumnLevels& levels, int offset, int count);
+    void paint(QImage& image, Lane lane, int column, int count) const;
+    void blendEdges(QImage& image, int column, int count) const;
+
+    Spans peak;
+    Spans rms;
+    bool anyRms = false;
+};
+
+LanePainter::LanePainter()
+    : m_tile(sharedTile())
+{
+}
+
+std::shared_ptr<LanePainter::Tile> LanePainter::sharedTile()
+{
+    thread_local std::weak_ptr<Tile> shared;
+    std::shared_ptr<Tile> tile = shared.lock();
+    if (!tile) {
+        tile = std::make_shared<Tile>();
+        shared = tile;
+    }
+    return tile;
+}
+
+void ColumnLevels::resize(int columns)
+{
+    for (std::vector<float>* level : {&minimum, &maximum, &rms})
+        level->resize(static_cast<std::size_t>(columns));
+}
+
+void ColumnLevels::fillSilent()
+{
+    for (std::vector<float>* level : {&minimum, &maximum, &rms})
+        std::fill(level->begin(), level->end(), 0.0F);
+}
+
+void LanePainter::paint(QImage& image, Lane lane, ColumnRange columns, const ColumnLevels& levels)
+{
+    for (int column = columns.begin; column < columns.end; column += kTileColumns) {
+        const int count = std::min(kTileColumns, columns.end - column);
+        m_tile->layOut(lane, levels, column - columns.begin, count);
+        m_tile->paint(image, lane, column, count);
+        m_tile->blendEdges(image, column, count);
+    }
+}
+
+void LanePainter::paintEmpty(QImage& image, Lane lane, ColumnRange columns)
+{
+    const int centreRow = static_cast<int>(lane.centre());
+    for (int row = lane.top; row < lane.bottom(); ++row) {
+        quint32* const pixels = pixelsOfRow(image.bits(), image.bytesPerLine(), row);
+        std::fill(pixels + columns.begin, pixels + columns.end,
+                  row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground);
+    }
+}
+
+void LanePainter::Tile::layOut(Lane lane, const ColumnLevels& levels, int offset, int count)
 {
     constexpr double kMinHeight = 1.0; // so that silence shows as a line
     const double centre = lane.centre();
     const double half = lane.half();
-    m_anyRms = false;
+    anyRms = false;
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         const std::size_t level = static_cast<std::size_t>(offset) + i;
         double top = centre - static_cast<double>(levels.maximum[level]) * half;
@@ -142,14 +191,14 @@ void LanePainter::layOut(Lane lane, const ColumnLevels& levels, int offset, int 
             top = middle - kMinHeight / 2;
             bottom = middle + kMinHeight / 2;
         }
-        m_peak.set(i, rowsOf(lane, top, bottom));
+        peak.set(i, rowsOf(lane, top, bottom));
         const double reach = static_cast<double>(levels.rms[level]) * half;
-        m_anyRms = m_anyRms || reach > 0.0;
-        m_rms.set(i, reach > 0.0 ? rowsOf(lane, centre - reach, centre + reach) : Rows{});
+        anyRms = anyRms || reach > 0.0;
+        rms.set(i, reach > 0.0 ? rowsOf(lane, centre - reach, centre + reach) : Rows{});
     }
 }
 
-void LanePainter::paintTile(QImage& image, Lane lane, int column, int count) const
+void LanePainter::Tile::paint(QImage& image, Lane lane, int column, int count) const
 {
     uchar* const bits = image.bits();
     const qsizetype bytesPerLine = image.bytesPerLine();
@@ -158,16 +207,16 @@ void LanePainter::paintTile(QImage& image, Lane lane, int column, int count) con
         quint32* const pixels = pixelsOfRow(bits, bytesPerLine, row) + column;
         const quint32 base =
             row == centreRow ? lane_colours::kCentreLine : lane_colours::kBackground;
-        if (m_anyRms)
-            paintRow(pixels, count, static_cast<qint16>(row), base, m_peak.before.data(),
-                     m_peak.end.data(), m_rms.before.data(), m_rms.end.data());
+        if (anyRms)
+            paintRow(pixels, count, static_cast<qint16>(row), base, peak.before.data(),
+                     peak.end.data(), rms.before.data(), rms.end.data());
         else
-            paintPeakRow(pixels, count, static_cast<qint16>(row), base, m_peak.before.data(),
-                         m_peak.end.data());
+            paintPeakRow(pixels, count, static_cast<qint16>(row), base, peak.before.data(),
+                         peak.end.data());
     }
 }
 
-void LanePainter::blendEdges(QImage& image, int column, int count) const
+void LanePainter::Tile::blendEdges(QImage& image, int column, int count) const
 {
     uchar* const bits = image.bits();
     const qsizetype bytesPerLine = image.bytesPerLine();
@@ -176,18 +225,20 @@ void LanePainter::blendEdges(QImage& image, int column, int count) const
             quint32& pixel = pixelsOfRow(bits, bytesPerLine, row)[column + i];
             pixel = blended(pixel, colour, alpha);
         };
-        const Rows& peak = m_peak.edges[static_cast<std::size_t>(i)];
-        const Rows& rms = m_rms.edges[static_cast<std::size_t>(i)];
+        const Rows& peakRows = peak.edges[static_cast<std::size_t>(i)];
+        const Rows& rmsRows = rms.edges[static_cast<std::size_t>(i)];
         // Where the rms span lies opaque over an edge of the peak span, that
         // edge is gone.
-        const auto hidden = [&rms](int row) { return row >= rms.first && row < rms.end; };
-        if (peak.topAlpha > 0 && !hidden(peak.topRow))
-            blend(peak.topRow, peak.topAlpha, lane_colours::kPeak);
-        if (peak.bottomAlpha > 0 && !hidden(peak.bottomRow))
-            blend(peak.bottomRow, peak.bottomAlpha, lane_colours::kPeak);
-        if (rms.topAlpha > 0)
-            blend(rms.topRow, rms.topAlpha, lane_colours::kRms);
-        if (rms.bottomAlpha > 0)
-            blend(rms.bottomRow, rms.bottomAlpha, lane_colours::kRms);
+        const auto hidden = [&rmsRows](int row) {
+            return row >= rmsRows.first && row < rmsRows.end;
+        };
+        if (peakRows.topAlpha > 0 && !hidden(peakRows.topRow))
+            blend(peakRows.topRow, peakRows.topAlpha, lane_colours::kPeak);
+        if (peakRows.bottomAlpha > 0 && !hidden(peakRows.bottomRow))
+            blend(peakRows.bottomRow, peakRows.bottomAlpha, lane_colours::kPeak);
+        if (rmsRows.topAlpha > 0)
+            blend(rmsRows.topRow, rmsRows.topAlpha, lane_colours::kRms);
+        if (rmsRows.bottomAlpha > 0)
+            blend(rmsRows.bottomRow, rmsRows.bottomAlpha, lane_colours::kRms);
     }
 }

@@ -2,8 +2,7 @@
 
 #include <QtGlobal>
 
-#include <array>
-#include <cstddef>
+#include <memory>
 #include <vector>
 
 class QImage;
@@ -49,9 +48,13 @@ struct Lane {
 /// Draws a channel's lane into 32-bit opaque pixels: background, centre line,
 /// peak span, rms span over it. A column's span covers its first and last row in
 /// part; those are blended, what lies between is written row by row, because
-/// memory is laid out in rows. Keeps nothing but work space between calls.
+/// memory is laid out in rows. Keeps nothing but work space between calls, which all
+/// painters of a thread share, as a window may have very many of them: a painter
+/// belongs to the thread that made it.
 class LanePainter {
 public:
+    LanePainter();
+
     /// Draws every column with its span; level i belongs to column begin + i.
     void paint(QImage& image, Lane lane, ColumnRange columns, const ColumnLevels& levels);
 
@@ -59,34 +62,9 @@ public:
     static void paintEmpty(QImage& image, Lane lane, ColumnRange columns);
 
 private:
-    /// The rows of one span: [first, end) wholly covered, the others in part.
-    struct Rows {
-        int first = 0;
-        int end = 0;
-        int topRow = 0;
-        int topAlpha = 0; ///< 0 … 254
-        int bottomRow = 0;
-        int bottomAlpha = 0;
-    };
+    struct Tile;
 
-    // Few enough that the bounds of a tile stay in the nearest cache, and enough
-    // that rows are written whole.
-    static constexpr int kTileColumns = 4096;
+    static std::shared_ptr<Tile> sharedTile();
 
-    struct Spans {
-        std::array<qint16, kTileColumns> before{};
-        std::array<qint16, kTileColumns> end{};
-        std::array<Rows, kTileColumns> edges;
-
-        void set(std::size_t column, const Rows& rows);
-    };
-
-    static Rows rowsOf(Lane lane, double from, double to);
-    void layOut(Lane lane, const ColumnLevels& levels, int offset, int count);
-    void paintTile(QImage& image, Lane lane, int column, int count) const;
-    void blendEdges(QImage& image, int column, int count) const;
-
-    Spans m_peak;
-    Spans m_rms;
-    bool m_anyRms = false; ///< in the tile laid out last
+    std::shared_ptr<Tile> m_tile;
 };

@@ -2,6 +2,7 @@
 #include "support/allocationcounter.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
+#include "widgets/lanepainter.h"
 #include "widgets/waveformview.h"
 
 #include <QPainter>
@@ -107,6 +108,15 @@ private slots:
         QVERIFY(project->play.position > 0);
         QVERIFY2(ofTheView <= ofThePainter,
                  qPrintable(QStringLiteral("%1 against %2").arg(ofTheView).arg(ofThePainter)));
+    }
+
+    void oneMoreLanePainterTakesNoMemory()
+    {
+        const LanePainter first;
+        const AllocationCounter counter;
+        const LanePainter second;
+        QCOMPARE(counter.count(), 0);
+        QVERIFY(sizeof(LanePainter) <= 64);
     }
 };
 
