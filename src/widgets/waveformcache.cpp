@@ -34,7 +34,9 @@ bool WaveformCache::render(WaveformScene scene)
         rounding = moved - shift * perPixel;
         scrolls = std::abs(shift) < scene.imageSize().width();
     }
-    m_peaks.update(scene.track);
+    // A track may claim more channels than the screen has rows.
+    if (WaveformRenderer::drawsLanes(scene))
+        m_peaks.update(scene.track);
     scene.peaks = &m_peaks;
     QImage image = takeImage();
     if (scrolls)

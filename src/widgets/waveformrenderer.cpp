@@ -94,6 +94,11 @@ void WaveformRenderer::scroll(QImage& image, const WaveformScene& scene, int shi
     drawLanes(image, scene, shift > 0 ? ColumnRange{0, shift} : ColumnRange{kept, width});
 }
 
+bool WaveformRenderer::drawsLanes(const WaveformScene& scene)
+{
+    return lanesOf(scene).count > 0;
+}
+
 WaveformRenderer::Lanes WaveformRenderer::lanesOf(const WaveformScene& scene)
 {
     Lanes lanes;

@@ -37,6 +37,10 @@ struct WaveformScene {
 /// and no event. Keeps nothing but work space between calls.
 class WaveformRenderer {
 public:
+    /// Whether the scene has room for a lane of every channel; without it none is
+    /// drawn, and no peaks are needed.
+    [[nodiscard]] static bool drawsLanes(const WaveformScene& scene);
+
     /// Draws all of the scene into `image`, which is made anew only when it does
     /// not have the scene's size.
     void render(QImage& image, const WaveformScene& scene);

@@ -1,4 +1,5 @@
 #include "project/track.h"
+#include "support/allocationcounter.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
 #include "widgets/waveformcache.h"
@@ -6,6 +7,7 @@
 #include <QTest>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 
 using State = WaveformCache::State;
@@ -70,6 +72,32 @@ private slots:
         QCOMPARE(cache.pixmap().size(), QSize(200, 240));
         QCOMPARE(cache.pixmap().devicePixelRatio(), 1.0);
         QVERIFY(!cache.pixmap().hasAlphaChannel());
+    }
+
+    void noPeaksAreMadeWhereNoLaneHasRoom()
+    {
+        // 100 rows lie below the ruler.
+        const auto blocksTaken = [this](qsizetype channels) {
+            const QList<float> silence(256, 0.0F);
+            m_track->samples = QList<QList<float>>(channels, silence);
+            m_track->channels = static_cast<qint32>(channels);
+            WaveformCache cache;
+            const AllocationCounter counter;
+            cache.render(sceneFrom(0));
+            return counter.count();
+        };
+        freshly(sceneFrom(0)); // fills the toolkit's caches
+        const qint64 withoutLanes = blocksTaken(101);
+        QVERIFY(blocksTaken(100) >= withoutLanes + 200); // two lists for each channel
+        QVERIFY(blocksTaken(10000) < withoutLanes + 200);
+    }
+
+    void aTrackThatClaimsAllChannelsThereAreIsDrawnWithoutOne()
+    {
+        m_track->channels = std::numeric_limits<qint32>::max();
+        const QImage image = freshly(sceneFrom(0));
+        QCOMPARE(image.pixel(50, 21), qRgb(30, 30, 30));
+        QCOMPARE(image.pixel(50, 119), qRgb(30, 30, 30));
     }
 
     void stateNamesWhatMakesThePictureStale()
