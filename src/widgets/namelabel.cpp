@@ -7,6 +7,14 @@
 #include <QStyle>
 #include <QStyleOption>
 
+QString shownName(const QString& name)
+{
+    if (name.size() <= kMaxShownName)
+        return name;
+    const bool splitsCharacter = name.at(kMaxShownName - 1).isHighSurrogate();
+    return name.first(kMaxShownName - (splitsCharacter ? 1 : 0)) + QChar(0x2026);
+}
+
 NameLabel::NameLabel(QWidget* parent)
     : QLabel(parent)
 {
@@ -17,9 +25,10 @@ NameLabel::NameLabel(QWidget* parent)
 
 void NameLabel::setName(const QString& name)
 {
-    setText(name);
-    setToolTip(Qt::mightBeRichText(name) ? QStringLiteral("<qt>%1</qt>").arg(name.toHtmlEscaped())
-                                         : name);
+    const QString shown = shownName(name);
+    setText(shown);
+    setToolTip(Qt::mightBeRichText(shown) ? QStringLiteral("<qt>%1</qt>").arg(shown.toHtmlEscaped())
+                                          : shown);
 }
 
 QSize NameLabel::minimumSizeHint() const

@@ -128,7 +128,7 @@ void TrackHeaderWidget::setTrack(const TrackHandle& track)
 
 void TrackHeaderWidget::showName()
 {
-    const QString name = m_track ? m_track->name : QString();
+    const QString name = m_track ? shownName(m_track->name) : QString();
     m_nameLabel->setName(name);
     m_muteButton->setAccessibleName(m_track ? tr("Mute %1").arg(name) : tr("Mute"));
     m_soloButton->setAccessibleName(m_track ? tr("Solo %1").arg(name) : tr("Solo"));
@@ -186,8 +186,12 @@ void TrackHeaderWidget::onNameEditFinished()
     if (!m_editing)
         return;
     leaveEditor();
-    const QString name = m_nameEditor->text().trimmed();
+    const QString text = m_nameEditor->text();
+    const QString name = text.trimmed();
     if (name.isEmpty() || !m_track || name == m_track->name)
+        return;
+    // A name longer than the field may hold is not cut by leaving the field.
+    if (text.size() == m_nameEditor->maxLength() && m_track->name.startsWith(text))
         return;
     m_track->name = name;
     showName();

@@ -1,5 +1,6 @@
 #include "widgets/trackwidget.h"
 
+#include "widgets/namelabel.h"
 #include "widgets/trackheaderwidget.h"
 #include "widgets/waveformview.h"
 
@@ -44,7 +45,8 @@ TrackWidget::TrackWidget(QWidget* parent)
     connect(m_waveform, &WaveformView::viewRangeChanged, this, &TrackWidget::viewRangeChanged);
     connect(m_header, &TrackHeaderWidget::nameChanged, m_waveform,
             &WaveformView::updateAccessibleName);
-    connect(m_header, &TrackHeaderWidget::nameChanged, this, &QWidget::setAccessibleName);
+    connect(m_header, &TrackHeaderWidget::nameChanged, this,
+            [this](const QString& name) { setAccessibleName(shownName(name)); });
 }
 
 TrackWidget::~TrackWidget() = default;
@@ -54,7 +56,7 @@ void TrackWidget::setTrack(const TrackHandle& track)
     // The waveform first: the header's handle may be all that keeps its track.
     m_waveform->setTrack(track.data());
     m_header->setTrack(track);
-    setAccessibleName(track ? track->name : QString());
+    setAccessibleName(track ? shownName(track->name) : QString());
 }
 
 void TrackWidget::keyPressEvent(QKeyEvent* event)

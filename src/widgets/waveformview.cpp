@@ -3,6 +3,7 @@
 #include "project/velaproject.h"
 #include "widgets/focusring.h"
 #include "widgets/framemath.h"
+#include "widgets/namelabel.h"
 
 #include <QAccessible>
 #include <QMouseEvent>
@@ -64,7 +65,8 @@ void WaveformView::setTrack(const Track* track)
 
 void WaveformView::updateAccessibleName()
 {
-    setAccessibleName(m_track != nullptr ? tr("Waveform of %1").arg(m_track->name) : QString());
+    setAccessibleName(m_track != nullptr ? tr("Waveform of %1").arg(shownName(m_track->name))
+                                         : QString());
 }
 
 void WaveformView::setViewState(VelaProject* state)

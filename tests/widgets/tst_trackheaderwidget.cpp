@@ -1,4 +1,5 @@
 #include "support/logcatcher.h"
+#include "widgets/namelabel.h"
 #include "widgets/trackheaderwidget.h"
 
 #include <QAccessible>
@@ -96,6 +97,42 @@ private slots:
                  "QPushButton { background: #444; color: #aaa; border: 1px solid #555; "
                  "border-radius: 3px; font-weight: bold; }QPushButton:checked { background: "
                  "#cc4; color: #333; }");
+    }
+
+    void ofAVeryLongNameOnlyTheBeginningIsShownAndTold()
+    {
+        const QString shown = QString(kMaxShownName, u'x') + QChar(0x2026);
+        m_track->name = QString(kMaxShownName, u'x');
+        m_header->setTrack(m_track);
+        QCOMPARE(label()->text(), m_track->name);
+        m_track->name += u'x';
+        m_header->setTrack(m_track);
+        QCOMPARE(label()->text(), shown);
+        QCOMPARE(label()->toolTip(), shown);
+        QCOMPARE(button("M")->accessibleName(), "Mute " + shown);
+        QCOMPARE(button("S")->accessibleName(), "Solo " + shown);
+        QCOMPARE(m_track->name.size(), kMaxShownName + 1);
+    }
+
+    void noCharacterIsCutInTwo()
+    {
+        const QString clef = QString::fromUcs4(U"\U0001D11E", 1);
+        const QString name = QString(kMaxShownName - 1, u'x') + clef;
+        QCOMPARE(shownName(name), QString(kMaxShownName - 1, u'x') + QChar(0x2026));
+    }
+
+    void aNameThatTheFieldCannotHoldSurvivesAnEditWithoutAChange()
+    {
+        const QString name(40000, u'x');
+        m_track->name = name;
+        QSignalSpy renames(m_header.get(), &TrackHeaderWidget::nameChanged);
+        startRenaming();
+        QTest::keyClick(editor(), Qt::Key_Return);
+        QCOMPARE(m_track->name, name);
+        QCOMPARE(renames.count(), 0);
+        startRenaming();
+        typeName("Bass");
+        QCOMPARE(m_track->name, "Bass");
     }
 
     void theStyledBackgroundIsDrawn()

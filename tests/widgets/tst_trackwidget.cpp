@@ -68,6 +68,21 @@ private slots:
         QCOMPARE(strip.accessibleName(), "Take");
     }
 
+    void ofAVeryLongNameOnlyTheBeginningIsTold()
+    {
+        const QString name(kMaxShownName + 1, u'x');
+        const QString shown = QString(kMaxShownName, u'x') + QChar(0x2026);
+        TrackWidget strip;
+        const auto track = TrackHandle::create(name, 1, 44100);
+        strip.setTrack(track);
+        QCOMPARE(strip.accessibleName(), shown);
+        QCOMPARE(strip.waveform()->accessibleName(), "Waveform of " + shown);
+        strip.setTrack({});
+        strip.setAccessibleName({});
+        emit strip.header()->nameChanged(name);
+        QCOMPARE(strip.accessibleName(), shown);
+    }
+
     void theStripKeepsItsTrackAlive()
     {
         TrackWidget strip;
