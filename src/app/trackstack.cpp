@@ -12,6 +12,9 @@ namespace {
 
 constexpr int kHintMargin = 24;
 constexpr int kHeightStepPixels = 20;
+/// Higher than a view can paint. The splitter adds up what its strips may have, and
+/// with no limit of theirs the sum would overflow from the 128th on.
+constexpr int kMaxStripHeight = 32767;
 
 } // namespace
 
@@ -77,6 +80,7 @@ void TrackStack::rebuild(const ProjectHandle& project)
 TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* project)
 {
     auto* strip = new TrackWidget;
+    strip->setMaximumHeight(kMaxStripHeight);
     strip->setTrack(track);
     strip->waveform()->setViewState(project);
     listenTo(strip);

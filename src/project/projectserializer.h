@@ -33,9 +33,10 @@ QDataStream& readProject(QDataStream& stream, const ProjectHandle& project, Memo
 /// The same for data that are known to be harmless: without a limit.
 QDataStream& readProject(QDataStream& stream, const ProjectHandle& project);
 
-/// The most memory, in bytes, that a track and a channel take apart from their
-/// name and samples, with the lists they stand in at their most spacious.
-constexpr qint64 kTrackBytes = 256;
+/// The memory, in bytes, that a track and a channel take apart from their name and
+/// samples: a track roughly what a strip of the window does, of which each gets one; a
+/// channel at most, with the list it stands in at its most spacious.
+constexpr qint64 kTrackBytes = qint64{256} * 1024;
 constexpr qint64 kChannelBytes = 128;
 
 /// The number of bytes `writeProject` writes for `project`.

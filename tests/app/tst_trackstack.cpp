@@ -1,4 +1,5 @@
 #include "app/trackstack.h"
+#include "project/projectserializer.h"
 #include "support/logcatcher.h"
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
@@ -9,6 +10,7 @@
 #include <QSplitter>
 #include <QTest>
 
+#include <malloc.h>
 #include <memory>
 
 class TestTrackStack : public QObject {
@@ -47,6 +49,36 @@ private slots:
         QCOMPARE(splitter()->count(), 3);
         for (int i = 0; i < 3; ++i)
             QCOMPARE(splitter()->widget(i), m_stack->strips()[i]);
+    }
+
+    void aStripTakesNoMoreMemoryThanAProjectIsChargedForItsTrack()
+    {
+        const auto inUse = [] { return static_cast<qint64>(mallinfo2().uordblks); };
+        constexpr int kStrips = 200;
+        const auto project = VelaProject::create();
+        project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        m_stack->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_stack.get()));
+        const qint64 before = inUse();
+        for (int i = 0; i < kStrips; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        QCoreApplication::processEvents();
+        const qint64 each = (inUse() - before) / kStrips;
+        QVERIFY2(each <= kTrackBytes, qPrintable(QString::number(each)));
+    }
+
+    void veryManyStripsAreAllShown()
+    {
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 300; ++i)
+            project->addTrack({}, 2);
+        m_stack->rebuild(project);
+        m_stack->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_stack.get()));
+        QCOMPARE(splitter()->height(), 300 * 80 + 299 * 4); // with the handles between them
+        QCOMPARE(m_stack->strips().constLast()->height(), 80);
     }
 
     void rebuildKeepsTheStripsOfTracksThatStay()
