@@ -125,14 +125,14 @@ int main(int argc, char** argv)
     bench::Report report(argc, argv);
     Block block{};
     block.fill(0.25F);
-    report.compare("C1 append an hour of blocks to a take", {[&] { copyHour(block); }, [] {}},
+    report.compare("append an hour of blocks to a take", {[&] { copyHour(block); }, [] {}},
                    {[&] { recordHour(block); }, [] {}}, kMostTime, kRounds);
     const auto longest = [&](const char* row, const std::function<double()>& run) {
         if (report.wants(row))
             report.bound(row, medianOfRounds(run), bench::Bound::AtMost, kMostAppendMs, "ms");
     };
-    longest("C1 longest single append within an hour", [&] { return recordHour(block); });
-    longest("C1 longest single append while it is saved", [&] { return recordHour(block, true); });
-    longest("C1 longest look at the ring, an hour through the node", recordHourFromNode);
+    longest("longest single append within an hour", [&] { return recordHour(block); });
+    longest("longest single append while it is saved", [&] { return recordHour(block, true); });
+    longest("longest look at the ring, an hour through the node", recordHourFromNode);
     return report.exitCode();
 }

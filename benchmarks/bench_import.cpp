@@ -127,8 +127,8 @@ void forgetPeak()
 
 void measure(bench::Report& report, const Kind& kind, const QString& source, const QString& path)
 {
-    const std::string time = std::string("I1 import ") + kind.row;
-    const std::string memory = std::string("I2 import peak ") + kind.row;
+    const std::string time = std::string("import ") + kind.row;
+    const std::string memory = std::string("import peak ") + kind.row;
     if (!report.wants(time) && !report.wants(memory))
         return;
     ffmpeg(QStringList{"-i", source} + kind.encoding + QStringList{path});

@@ -156,19 +156,18 @@ private:
 void useHour(bench::Report& report, LoadStage& stage)
 {
     const std::string hour = "an hour of stereo";
-    const std::string first = "L2 " + hour + ", first paint";
-    const std::string zoom = "L2 " + hour + ", wheel from all to samples and back";
-    const std::string pan = "L2 " + hour + ", pan";
-    const std::string rest = "L3 " + hour;
+    const std::string first = hour + ", first paint";
+    const std::string zoom = hour + ", wheel from all to samples and back";
+    const std::string pan = hour + ", pan";
     if (!wantsAny(report, first) && !wantsAny(report, zoom) && !wantsAny(report, pan) &&
-        !wantsAny(report, rest))
+        !wantsAny(report, hour))
         return;
     const ProjectHandle project = VelaProject::create(kRateHz);
     addTracks(*project, 1, kHourSeconds);
     reportGaps(report, first,
                stage.watch(kFirstPaintMs, [&] { stage.window().setProject(project); }, {}),
                kFirstPaintGapMs);
-    reportMemory(report, rest, stage);
+    reportMemory(report, hour, stage);
 
     Zoom wheel(stage);
     reportGaps(report, zoom, stage.watch(kHandMs, {}, [&] { wheel.step(); }), kHandGapMs);
@@ -194,7 +193,7 @@ void playInEveryMode(bench::Report& report, LoadStage& stage, const std::string&
     for (const auto& [mode, name] : {std::pair{Mode::Wave, "waveform"},
                                      {Mode::Spectrum, "spectrum"},
                                      {Mode::Level, "level"}}) {
-        const std::string what = "L1 " + tracks + kPlaying + name;
+        const std::string what = tracks + kPlaying + name;
         if (!wantsAny(report, what))
             continue;
         scope->setMode(mode);
@@ -208,7 +207,7 @@ void playInEveryMode(bench::Report& report, LoadStage& stage, const std::string&
 
 void zoomWhilePlaying(bench::Report& report, LoadStage& stage, const std::string& tracks)
 {
-    const std::string what = "L1 " + tracks + kZooming;
+    const std::string what = tracks + kZooming;
     if (!wantsAny(report, what))
         return;
     stage.play(true);
@@ -223,7 +222,7 @@ void zoomWhilePlaying(bench::Report& report, LoadStage& stage, const std::string
 
 void recordWhilePlaying(bench::Report& report, LoadStage& stage, const std::string& tracks)
 {
-    const std::string what = "L1 " + tracks + kRecording;
+    const std::string what = tracks + kRecording;
     if (!wantsAny(report, what))
         return;
     stage.play(true);
@@ -243,12 +242,12 @@ void useManyTracks(bench::Report& report, LoadStage& stage)
 {
     const std::string tracks =
         std::to_string(kManyTracks) + " tracks of " + std::to_string(kManySeconds / 60) + " min";
-    const std::array names{"L3 " + tracks,
-                           "L1 " + tracks + kPlaying + "waveform",
-                           "L1 " + tracks + kPlaying + "spectrum",
-                           "L1 " + tracks + kPlaying + "level",
-                           "L1 " + tracks + kZooming,
-                           "L1 " + tracks + kRecording};
+    const std::array names{tracks,
+                           tracks + kPlaying + "waveform",
+                           tracks + kPlaying + "spectrum",
+                           tracks + kPlaying + "level",
+                           tracks + kZooming,
+                           tracks + kRecording};
     if (std::none_of(names.begin(), names.end(),
                      [&](const std::string& name) { return wantsAny(report, name); }))
         return;
@@ -256,7 +255,7 @@ void useManyTracks(bench::Report& report, LoadStage& stage)
     addTracks(*project, kManyTracks, kManySeconds);
     stage.window().setProject(project);
     LoadStage::wait(kFirstPaintMs);
-    reportMemory(report, "L3 " + tracks, stage);
+    reportMemory(report, tracks, stage);
     playInEveryMode(report, stage, tracks);
     zoomWhilePlaying(report, stage, tracks);
     recordWhilePlaying(report, stage, tracks);

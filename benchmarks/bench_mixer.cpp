@@ -93,19 +93,19 @@ int main(int argc, char** argv)
 {
     bench::Report report(argc, argv);
     for (const int tracks : {16, 64}) {
-        compareMix(report, "M1 mix a block, " + std::to_string(tracks) + " tracks, in cache",
+        compareMix(report, "mix a block, " + std::to_string(tracks) + " tracks, in cache",
                    makeProject(tracks, kCachedFrames), tracks, 1.3, kCachedFrames);
     }
-    if (report.wants("M2 mix a block, 16 tracks of 60 s, from memory")) {
-        compareMix(report, "M2 mix a block, 16 tracks of 60 s, from memory",
+    if (report.wants("mix a block, 16 tracks of 60 s, from memory")) {
+        compareMix(report, "mix a block, 16 tracks of 60 s, from memory",
                    makeProject(16, kStreamedFrames), 16, 1.2, kStreamedFrames);
     }
-    compareMix(report, "M3 mix a block, 1 track", makeProject(1, kCachedFrames), 1, 2.0,
+    compareMix(report, "mix a block, 1 track", makeProject(1, kCachedFrames), 1, 2.0,
                kCachedFrames);
     const ProjectHandle muted = makeProject(64, kCachedFrames);
     for (qsizetype t = 1; t < muted->tracks.size(); ++t)
         muted->tracks[t]->muted = true;
-    compareMix(report, "M3 mix a block, 64 tracks of which 63 are muted", muted, 1, 2.0,
+    compareMix(report, "mix a block, 64 tracks of which 63 are muted", muted, 1, 2.0,
                kCachedFrames);
     return report.exitCode();
 }

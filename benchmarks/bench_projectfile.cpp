@@ -25,6 +25,7 @@
 #include <cstring>
 #include <numbers>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -37,6 +38,9 @@ constexpr double kSaveTargetOther = 0.5;
 constexpr double kSizeTarget = 1.08;
 constexpr double kLoadTarget = 0.7;
 constexpr double kMemoryTarget = 0.8;
+
+const std::string kSaveMemory = "save, peak memory";
+const std::string kLoadMemory = "load, peak memory above the project";
 
 constexpr double kSteps = 32768.0; ///< of a 16-bit sample, on either side of zero
 
@@ -190,22 +194,24 @@ ProjectHandle mustBeLoaded(const QString& path)
 
 void measureMemory(bench::Report& report, const QString& path, int seconds)
 {
+    if (!report.wants(kSaveMemory) && !report.wants(kLoadMemory))
+        return;
     ProjectHandle project = projectOf(Material::Music, seconds);
     const auto payloadBytes = double(payloadSize(*project));
     const double save = peakBytes([&] { mustBeSaved(project, path); });
-    report.add("F3 save, peak memory", save, payloadBytes, kMemoryTarget, "bytes");
+    report.add(kSaveMemory, save, payloadBytes, kMemoryTarget, "bytes");
     project.reset();
     const double load = peakBytes([&] { project = mustBeLoaded(path); });
-    report.add("F3 load, peak memory above the project", std::max(load - payloadBytes, 0.0),
-               payloadBytes, kMemoryTarget, "bytes");
+    report.add(kLoadMemory, std::max(load - payloadBytes, 0.0), payloadBytes, kMemoryTarget,
+               "bytes");
 }
 
 void measure(bench::Report& report, const std::string& name, Material material, int seconds,
              const QString& path)
 {
-    const std::string save = "F1 save, " + name;
-    const std::string size = "F1 file size, " + name;
-    const std::string load = "F2 load, " + name;
+    const std::string save = "save, " + name;
+    const std::string size = "file size, " + name;
+    const std::string load = "load, " + name;
     if (!report.wants(save) && !report.wants(size) && !report.wants(load))
         return;
     const ProjectHandle project = projectOf(material, seconds);
@@ -247,8 +253,7 @@ int main(int argc, char** argv)
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("song.vela"));
     bench::Report report(argc, argv);
-    if (report.wants("F3"))
-        measureMemory(report, path, seconds);
+    measureMemory(report, path, seconds);
     measure(report, "music of 16-bit origin", Material::Music, seconds, path);
     measure(report, "decoded MP3", Material::DecodedMp3, seconds, path);
     measure(report, "silence", Material::Silence, seconds, path);

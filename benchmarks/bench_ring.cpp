@@ -218,7 +218,7 @@ template <typename Reference>
 void compareOneThread(bench::Report& report, const std::string& against, Reference& reference,
                       Caller& caller)
 {
-    const std::string row = "R1 ring, write and read on one thread, against " + against;
+    const std::string row = "ring, write and read on one thread, against " + against;
     if (!report.wants(row))
         return;
     AudioRing ring;
@@ -230,7 +230,7 @@ void compareOneThread(bench::Report& report, const std::string& against, Referen
 template <typename Queue>
 void compareTwoThreads(bench::Report& report, const std::string& against, Queue& reference)
 {
-    const std::string row = "R1 ring, two threads, against " + against;
+    const std::string row = "ring, two threads, against " + against;
     if (!report.wants(row))
         return;
     AudioRing ring;

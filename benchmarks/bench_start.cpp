@@ -41,7 +41,7 @@ int main(int argc, char** argv)
     const std::string folder = self.substr(0, self.find_last_of('/') + 1);
     runToFirstPaint(folder + "start_bare");
     runToFirstPaint(folder + "start_vela");
-    report.compare("S1 start to the first painted window", startOf(folder + "start_bare"),
+    report.compare("start to the first painted window", startOf(folder + "start_bare"),
                    startOf(folder + "start_vela"), 2.0);
     return report.exitCode();
 }

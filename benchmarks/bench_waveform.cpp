@@ -191,7 +191,7 @@ void summarise(const Track& track)
 
 void reportPeakCache(bench::Report& report, const Track& hour)
 {
-    report.compare("P1 peak cache: an hour of stereo from nothing",
+    report.compare("peak cache: an hour of stereo from nothing",
                    {[&hour] {
                         for (const QList<float>& samples : hour.samples)
                             benchmark::DoNotOptimize(reference::minMax(
@@ -218,7 +218,7 @@ void reportPeakCache(bench::Report& report, const Track& hour)
             for (QList<float>& samples : take.samples)
                 samples += block;
         };
-        report.compare("P2 peak cache: 1024 more frames of a take of " + std::to_string(seconds) +
+        report.compare("peak cache: 1024 more frames of a take of " + std::to_string(seconds) +
                            " s",
                        {[&piece] { summarise(piece); }, grow},
                        {[&take, &cache] { cache.update(&take); }, grow}, 3.0, kGrowthRounds);
@@ -234,7 +234,7 @@ void reportRenders(bench::Report& report, const Track& hour)
         RenderReference samples(hour, RenderReference::Source::Samples, span, size);
         WaveformCache cache;
         WaveformScene near = sceneOf(hour, {0, span}, size);
-        report.compare("W1 full render of raw samples, " + at,
+        report.compare("full render of raw samples, " + at,
                        {[&] { samples.run(size.width()); }, {}},
                        {[&] {
                             makeStale(near);
@@ -246,7 +246,7 @@ void reportRenders(bench::Report& report, const Track& hour)
         RenderReference peaks(hour, RenderReference::Source::Peaks, kHourFrames, size);
         WaveformCache farCache;
         WaveformScene far = sceneOf(hour, {0, kHourFrames}, size);
-        report.compare("W2 full render of an hour from its peaks, " + at,
+        report.compare("full render of an hour from its peaks, " + at,
                        {[&] { peaks.run(size.width()); }, {}},
                        {[&] {
                             makeStale(far);
@@ -260,7 +260,7 @@ void reportRenders(bench::Report& report, const Track& hour)
         std::vector<std::uint32_t> copy(static_cast<std::size_t>(size.width()) *
                                         static_cast<std::size_t>(size.height()));
         std::vector<std::uint32_t> image = copy;
-        report.compare("W3 scroll by 10 pixels, " + at,
+        report.compare("scroll by 10 pixels, " + at,
                        {[&] {
                             samples.run(kShift);
                             reference::copyBytes(copy.data(), image.data(),
@@ -291,7 +291,7 @@ void reportRepaint(bench::Report& report, const Track& hour)
         view.render(&screen);
         QImage source = screen.copy();
         QImage target(size, QImage::Format_RGB32);
-        report.compare("W4 repaint for the play head, " + std::to_string(size.width()) + " x " +
+        report.compare("repaint for the play head, " + std::to_string(size.width()) + " x " +
                            std::to_string(size.height()),
                        {[&] {
                             reference::copyBytes(target.bits(), source.constBits(),

@@ -256,6 +256,31 @@ class Documents(unittest.TestCase):
         self.assertEqual(listed, installed)
 
 
+class Speed(unittest.TestCase):
+    """The rows of the benchmark programs, whose names they put together from literals."""
+
+    def setUp(self):
+        self.programs = {path.name: path.read_text("utf-8")
+                         for path in sorted((ROOT / "benchmarks").glob("bench_*.cpp"))}
+
+    def test_the_table_names_rows_that_are_printed(self):
+        literals = {literal for code in self.programs.values()
+                    for literal in re.findall(r'"([^"\\\n]{2,})"', code)}
+        name = re.compile(rf"(?:{'|'.join(map(re.escape, literals))}|\d+)+")
+        table = (ROOT / "README.md").read_text("utf-8").split("## Speed")[1].split("\n## ")[0]
+        rows = re.findall(r"^\| ([^|]+) \|.*(?:yes|NO) \|$", table, flags=re.M)
+        self.assertGreater(len(rows), 80)
+        for row in rows:
+            with self.subTest(row=row):
+                self.assertRegex(row, rf"\A{name.pattern}\Z")
+
+    def test_the_filter_is_asked_for_whole_rows(self):
+        for program, code in self.programs.items():
+            for asked in re.findall(r'wants\("([^"]*)"', code):
+                with self.subTest(program=program, asked=asked):
+                    self.assertGreater(code.count(f'"{asked}"'), 1)
+
+
 class Version(unittest.TestCase):
     """The version stands in each of these places, and is the same."""
 
