@@ -1,5 +1,5 @@
-# Sourced by ./run, ./test, ./bench, scripts/lint and packaging/check_package.sh, with the
-# working directory at the root.
+# Sourced by ./run, ./test, ./bench, scripts/again, scripts/fuzz, scripts/lint and
+# packaging/check_package.sh, with the working directory at the root.
 
 say()
 {

@@ -39,10 +39,6 @@ ffmpeg                     cmd:ffmpeg
 
 kTestDependencies="
 $kTourDependencies
-sox                        cmd:sox
-libsox-fmt-all             -
-alsa-utils                 cmd:aplay
-sound-theme-freedesktop    -
 clang-format               cmd:clang-format
 desktop-file-utils         cmd:desktop-file-validate
 appstream                  cmd:appstreamcli

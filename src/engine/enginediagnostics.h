@@ -3,7 +3,7 @@
 #include <QElapsedTimer>
 #include <QString>
 
-/// The figures of one diagnostic line that the engine itself does not keep.
+/// What the owner puts into a diagnostic line; EngineDiagnostics adds what it measures.
 struct DiagnosticFigures {
     bool playing = false;
     bool recording = false;

@@ -20,8 +20,8 @@ struct Track;
 /// holds together with cursor, selection and loop; a view's own range serves
 /// only while there is no project or the project has no range. After a change
 /// of the project or of the samples, call `update()`: the picture is drawn
-/// again only if it has to be, and at most about thirty times a second while
-/// the same track is shown.
+/// again only if it has to be. While only the zoom changes, that is at most about
+/// thirty times a second; what pans or has grown is drawn at every paint.
 ///
 /// GUI thread only. Positions are frames at the project's rate.
 class WaveformView : public QWidget {

@@ -228,8 +228,7 @@ class Documents(unittest.TestCase):
         for path, command in self.each(self.commands):
             with self.subject(path, command):
                 for suite in re.findall(r"\btst_\w+", command):
-                    if suite != "tst_track":  # a part of several names
-                        self.assertTrue(list(ROOT.glob(f"tests/**/{suite}.cpp")), suite)
+                    self.assertTrue(list(ROOT.glob(f"tests/**/{suite}.cpp")), suite)
                 for group, function in re.findall(r"\b([A-Z]\w+)\.(test_\w+)", command):
                     self.assertTrue(self.knows(rf"\bclass {group}\b"))
                     self.assertTrue(self.knows(rf"\bdef {function}\("))

@@ -18,15 +18,19 @@ class QMediaDevices;
 
 namespace media::devices {
 
-/// The process-wide cache of the machine's audio inputs, audio outputs and video
-/// inputs, and the place where a stored device key becomes a device again.
+/// The process-wide cache of the machine's audio inputs and outputs, and the place
+/// where a stored device key becomes a device again.
 ///
 /// Any thread may read the cache and look devices up: a lock is held for the
-/// copy alone, nothing waits for the sound server. Only the main thread fills
-/// it, on the first `initializeAudio` there and from then on whenever the
-/// platform's lists change. Not every toolkit announces a change, so the lists
-/// are also looked at every kPollInterval; that costs some microseconds and
-/// signals only a real change of names or order.
+/// copy alone. Nothing waits for the sound server but the main thread's first
+/// call of `initializeAudio`, by itself or through an accessor; no other thread
+/// ever waits. Only the main thread fills the cache, on that call and from then
+/// on whenever the platform's lists change. Not every toolkit announces a change,
+/// so the lists are also looked at every kPollInterval; that costs some
+/// microseconds and signals only a real change of names or order.
+///
+/// Video inputs are no part of that: their list is read when somebody calls
+/// `onVideoInputsChanged`, and kept to tell whether it has changed.
 ///
 /// The process's first question about devices must go through this class: a
 /// server that hangs would otherwise freeze whoever asks. Nobody calls
@@ -51,8 +55,9 @@ public:
     /// Main thread: fills the cache and follows the platform from then on; the
     /// first call waits up to kFirstAnswerBound. Should the server not answer
     /// until then, the cache stays empty and fills itself, with signals, once it
-    /// does. Any other thread: nothing but a warning until the main thread has
-    /// done it. Every accessor calls this first.
+    /// does; later calls do not wait. Any other thread: nothing but a warning until
+    /// the main thread has done it. Every accessor but `isAudioReady` calls this
+    /// first, so the main thread's first question may wait, whichever it is.
     void initializeAudio();
 
     /// Any thread, never blocks: the platform has answered, the cache is filled.
@@ -68,16 +73,18 @@ public:
     [[nodiscard]] QAudioDevice findAudioInput(const QString& key);
     [[nodiscard]] QAudioDevice findAudioOutput(const QString& key);
 
-    /// Any thread, never blocks: the platform's default as it is now, past the
-    /// cache; null before the platform has answered, or when there is none.
+    /// Any thread: the platform's default as it is now, past the cache; null before
+    /// the platform has answered, or when there is none. Blocks as `initializeAudio`
+    /// does, and not after the platform has answered.
     [[nodiscard]] QAudioDevice defaultAudioInput();
     [[nodiscard]] QAudioDevice defaultAudioOutput();
 
-    /// Any thread, never blocks: whether the platform lists the device at this
-    /// moment, past the cache. To be asked right before opening a device, for
-    /// opening one that has gone never returns. It follows the server within
-    /// milliseconds; while the server itself is away the last list stands, and
-    /// what went meanwhile may stay listed.
+    /// Any thread: whether the platform lists the device at this moment, past the
+    /// cache; false before the platform has answered. Blocks as `initializeAudio`
+    /// does, and not after that answer. To be asked right before opening a device,
+    /// for opening one that has gone never returns. It follows the server within
+    /// milliseconds; while the server itself is away the last list stands, and what
+    /// went meanwhile may stay listed.
     [[nodiscard]] bool isInputPresent(const QByteArray& id);
     [[nodiscard]] bool isOutputPresent(const QByteArray& id);
 
