@@ -16,6 +16,7 @@
 
 using media::audio::AudioInputNode;
 using media::audio::AudioOutputNode;
+using media::audio::WaitBudget;
 
 namespace {
 
@@ -48,7 +49,7 @@ VelaEngine::VelaEngine(QObject* parent)
 VelaEngine::VelaEngine(NodeMakers makers, QObject* parent)
     : QObject(parent)
     , m_makers(std::move(makers))
-    , m_waits(std::make_shared<media::audio::WaitBudget>(media::audio::AudioNode::kCallBound))
+    , m_waits(std::make_shared<WaitBudget>(media::audio::AudioNode::kCallBound))
     , m_playTimer(makePump(this))
     , m_recordTimer(makePump(this))
     , m_mixBuffer(mixer::kBlockSamples, 0.0)
@@ -89,7 +90,10 @@ bool VelaEngine::ensureAudio()
     const qint32 rate = m_project ? m_project->sampleRate : VelaProject::kDefaultSampleRate;
     if (m_audioReady && rate == m_audioRate)
         return !m_outputNode.isNull();
+    // The first look for devices waits for the server as the nodes do.
+    const WaitBudget::Ms begin = WaitBudget::now();
     media::audio::AudioSystem::instance().initialize();
+    m_waits->spend(begin, WaitBudget::now());
     // What is running keeps its device; the next start from rest selects again.
     if (!m_playing)
         m_outputUsable = selectOutput(rate);

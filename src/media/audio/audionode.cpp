@@ -19,12 +19,6 @@ void dispose(NodeWorker* worker)
     delete worker;
 }
 
-DeviceThread::Ms now()
-{
-    using Clock = std::chrono::steady_clock;
-    return std::chrono::duration_cast<DeviceThread::Ms>(Clock::now().time_since_epoch());
-}
-
 } // namespace
 
 AudioNode::AudioNode(const NodeWords& words, WorkerMaker makeWorker)
@@ -102,11 +96,11 @@ void AudioNode::shareWaits(std::shared_ptr<WaitBudget> budget)
 bool AudioNode::waitOrAbandon(const char* what, DeviceThread::Ms most,
                               const std::function<bool(DeviceThread::Ms)>& wait)
 {
-    const DeviceThread::Ms begin = now();
+    const DeviceThread::Ms begin = WaitBudget::now();
     const DeviceThread::Ms bound = m_waits ? std::min(most, m_waits->left(begin)) : most;
     const bool done = wait(bound);
     if (m_waits)
-        m_waits->spend(begin, now());
+        m_waits->spend(begin, WaitBudget::now());
     if (!done)
         abandonSide(what, bound);
     return done;

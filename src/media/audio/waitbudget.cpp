@@ -9,6 +9,11 @@ WaitBudget::WaitBudget(Ms most)
 {
 }
 
+WaitBudget::Ms WaitBudget::now()
+{
+    return std::chrono::duration_cast<Ms>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
 WaitBudget::Ms WaitBudget::left(Ms now) const
 {
     return std::max(kLeast, m_most - spentAt(now));

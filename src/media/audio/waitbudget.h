@@ -8,7 +8,7 @@ namespace media::audio {
 /// other without a rest. What a wait takes is gone, and each millisecond that is
 /// not waited in gives one back.
 ///
-/// Pure: times are passed in, from any clock that only goes on. One thread.
+/// Times are passed in, from any clock that only goes on. One thread.
 class WaitBudget {
 public:
     using Ms = std::chrono::milliseconds;
@@ -17,6 +17,9 @@ public:
     static constexpr Ms kLeast{50};
 
     explicit WaitBudget(Ms most);
+
+    /// The clock of whoever shares a budget with others.
+    [[nodiscard]] static Ms now();
 
     /// How long a wait that begins `now` may take.
     [[nodiscard]] Ms left(Ms now) const;

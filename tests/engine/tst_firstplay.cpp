@@ -1,0 +1,80 @@
+#include "engine/velaengine.h"
+#include "media/devices/mediaplatform.h"
+#include "support/fakenodes.h"
+#include "support/logcatcher.h"
+#include "support/soundserver.h"
+#include "support/stopwatch.h"
+
+#include <QGuiApplication>
+#include <QSemaphore>
+#include <QTest>
+
+#include <chrono>
+#include <thread>
+
+using media::audio::AudioNode;
+
+namespace {
+
+constexpr std::chrono::milliseconds kServerSleeps{500};
+/// Well below what the two waits would take one after the other.
+constexpr std::chrono::milliseconds kMost = AudioNode::kCallBound + kServerSleeps / 2;
+
+/// A loudspeaker whose thread is away until it is let go.
+class AbsentOutputNode : public FakeOutputNode {
+public:
+    explicit AbsentOutputNode(QSemaphore& letGo)
+    {
+        post([&letGo](media::audio::NodeWorker&) { letGo.acquire(); });
+    }
+};
+
+} // namespace
+
+/// The first Play of a process, at a sound server that is slow to answer.
+class TestFirstPlay : public QObject {
+    Q_OBJECT
+
+    SoundServer m_server;
+
+private slots:
+
+    void initTestCase() { QVERIFY(m_server.start()); }
+
+    void theFirstLookAndTheDeviceHoldTheWindowUpOnceTogether()
+    {
+        LogCatcher log;
+        QSemaphore letGo;
+        VelaEngine engine({[&letGo] { return QSharedPointer<AbsentOutputNode>::create(letGo); },
+                           [] { return QSharedPointer<FakeInputNode>::create(); }});
+        const auto project = VelaProject::create();
+        project->addTrack({}, 1)->samples[0].resize(44100);
+        engine.setProject(project);
+
+        m_server.stopProcess();
+        std::thread waker([this] {
+            std::this_thread::sleep_for(kServerSleeps);
+            m_server.continueProcess();
+        });
+        Stopwatch watch;
+        engine.startPlayback();
+        const auto elapsed = watch.elapsedMs();
+        letGo.release();
+        waker.join();
+        QVERIFY(engine.isPlaying());
+        QVERIFY2(elapsed < kMost.count(), qPrintable(QString::number(elapsed)));
+        QCOMPARE(log.takeContaining(QtWarningMsg, "AudioOutputNode::configure: the device thread "
+                                                  "has not answered for "),
+                 1);
+    }
+};
+
+int main(int argc, char** argv)
+{
+    prepareMediaPlatform();
+    QGuiApplication application(argc, argv);
+    TestFirstPlay test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_firstplay.moc"
