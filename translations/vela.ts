@@ -627,6 +627,10 @@
         <source>The audio output was lost. Connect or switch one on, then press Play again.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>There is no memory left to record into. What was captured until then is in the take. Save the project.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>VelaEngine</name>

@@ -624,6 +624,10 @@
         <translation>Der Audioeingang ist verloren gegangen. Was er bis dahin geliefert hat, ist in der Aufnahme. Bitte ein Mikrofon anschließen und dann erneut die Aufnahme starten.</translation>
     </message>
     <message>
+        <source>There is no memory left to record into. What was captured until then is in the take. Save the project.</source>
+        <translation>Für die Aufnahme ist kein Speicher mehr frei. Was bis dahin aufgenommen wurde, ist in der Aufnahme. Bitte das Projekt speichern.</translation>
+    </message>
+    <message>
         <source>The audio output was lost. Connect or switch one on, then press Play again.</source>
         <translation>Der Audioausgang ist verloren gegangen. Bitte einen anschließen oder einschalten und dann erneut die Wiedergabe starten.</translation>
     </message>

@@ -91,6 +91,7 @@ void Vela::connectEngine()
             [this] { m_ui.playStop->setChecked(false); });
     connect(engine, &VelaEngine::structureChanged, this, &Vela::updateTrackViews);
     connect(engine, &VelaEngine::deviceLost, this, &Vela::onDeviceLost);
+    connect(engine, &VelaEngine::recordingCutShort, this, &Vela::onRecordingCutShort);
     connect(engine, &VelaEngine::monitor, this, &Vela::showMonitor);
     connect(engine, &VelaEngine::outputFormatChanged, this, [this](const QAudioFormat& format) {
         m_ui.scope->setSampleRate(format.sampleRate());
@@ -263,15 +264,31 @@ void Vela::updatePositionDisplay()
 void Vela::onDeviceLost(const QString& what)
 {
     const bool input = what == QLatin1String("input");
-    // The engine has stopped already, so the button has nothing left to stop.
-    if (input && m_project && m_ui.record->isChecked())
-        m_project->cursor.position = m_cursorBeforeRecording;
-    (input ? m_ui.record : m_ui.playStop)->setChecked(false);
+    if (input)
+        leaveTake();
+    else
+        m_ui.playStop->setChecked(false);
     applyTimerRule();
     m_ui.activity->showMessage(
         input ? tr("The audio input was lost. What it gave until then is in the take. Connect a "
                    "microphone, then press Record again.")
               : tr("The audio output was lost. Connect or switch one on, then press Play again."));
+}
+
+void Vela::onRecordingCutShort()
+{
+    leaveTake();
+    applyTimerRule();
+    m_ui.activity->showMessage(tr("There is no memory left to record into. What was captured "
+                                  "until then is in the take. Save the project."));
+}
+
+/// The engine has stopped already, so the button has nothing left to stop.
+void Vela::leaveTake()
+{
+    if (m_project && m_ui.record->isChecked())
+        m_project->cursor.position = m_cursorBeforeRecording;
+    m_ui.record->setChecked(false);
 }
 
 void Vela::showMonitor(const QList<float>& left, const QList<float>& right)

@@ -76,6 +76,8 @@ private:
     void followRecording();
     void refreshViews();
     void onDeviceLost(const QString& what);
+    void onRecordingCutShort();
+    void leaveTake();
     void showMonitor(const QList<float>& left, const QList<float>& right);
     void openProject(const QString& path);
     void importAudio(const QString& path);

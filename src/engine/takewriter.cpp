@@ -1,5 +1,6 @@
 #include "engine/takewriter.h"
 
+#include <new>
 #include <utility>
 
 TakeWriter::TakeWriter(TrackHandle take)
@@ -12,8 +13,9 @@ void TakeWriter::append(const float* interleaved, qsizetype frames)
 {
     const auto channels = static_cast<qsizetype>(m_channels.size());
     m_take->samples.resize(channels);
-    for (qsizetype c = 0; c < channels; ++c) {
+    for (qsizetype c = 0; c < channels; ++c)
         makeRoom(c, frames);
+    for (qsizetype c = 0; c < channels; ++c) {
         Samples& samples = m_channels[static_cast<std::size_t>(c)];
         float* const out = samples.end();
         for (qsizetype i = 0; i < frames; ++i)
@@ -31,6 +33,13 @@ void TakeWriter::makeRoom(qsizetype channel, qsizetype frames)
         return;
     // The take lets go; who still shares the samples then has a copy of the track.
     m_take->samples[channel] = QList<float>();
-    if (room < frames || !samples.needsDetach())
-        samples.detachAndGrow(QArrayData::GrowsAtEnd, frames + kRoomAheadFrames, nullptr, nullptr);
+    try {
+        if (room < frames || !samples.needsDetach())
+            samples.detachAndGrow(QArrayData::GrowsAtEnd, frames + kRoomAheadFrames, nullptr,
+                                  nullptr);
+    } catch (const std::bad_alloc&) {
+        m_take->samples[channel] = QList<float>(samples);
+        if (room < frames)
+            throw;
+    }
 }

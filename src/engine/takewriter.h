@@ -31,7 +31,8 @@ public:
 
     /// Appends `frames` interleaved frames of the take's own channel count; its
     /// channel lists are first made as many as its channels. Allocates only when
-    /// the room ahead grows short.
+    /// the room ahead grows short, and goes on in what is left of it when there is no
+    /// more memory. Throws std::bad_alloc when that is used up; the take stays as it is.
     void append(const float* interleaved, qsizetype frames);
 
 private:

@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 using media::audio::AudioInputNode;
@@ -46,9 +47,10 @@ VelaEngine::VelaEngine(QObject* parent)
 {
 }
 
-VelaEngine::VelaEngine(NodeMakers makers, QObject* parent)
+VelaEngine::VelaEngine(NodeMakers makers, QObject* parent, qint64 maxTakeFrames)
     : QObject(parent)
     , m_makers(std::move(makers))
+    , m_maxTakeFrames(maxTakeFrames)
     , m_waits(std::make_shared<WaitBudget>(media::audio::AudioNode::kCallBound))
     , m_playTimer(makePump(this))
     , m_recordTimer(makePump(this))
@@ -256,14 +258,19 @@ void VelaEngine::startRecording()
         qWarning() << "VelaEngine: cannot record — no input device";
         return;
     }
-    m_recordTrack = m_project->addTrack(tr("Recording"), 1);
-    m_takeWriter.emplace(m_recordTrack);
-    emit structureChanged();
+    beginTake(tr("Recording"));
     m_project->recording = true;
     m_recording = true;
     m_inputNode->start();
     m_recordTimer->start();
     updateDiagnosticsTimer();
+}
+
+void VelaEngine::beginTake(const QString& name)
+{
+    m_recordTrack = m_project->addTrack(name, 1);
+    m_takeWriter.emplace(m_recordTrack);
+    emit structureChanged();
 }
 
 void VelaEngine::stopRecording()
@@ -312,10 +319,34 @@ void VelaEngine::pumpRecording()
     const qsizetype frames = got / channels;
     if (frames < 1)
         return;
-    m_takeWriter->append(m_recordBuffer.constData(), frames);
+    const bool isKept = keepCaptured(m_recordBuffer.constData(), frames);
     m_project->taint(QStringLiteral("record"));
+    if (!isKept) {
+        qWarning("VelaEngine: no memory for the take");
+        stopRecording();
+        emit recordingCutShort();
+        return;
+    }
     capture::firstChannel(m_recordBuffer.constData(), frames, channels, m_monitorLeft);
     emit monitor(m_monitorLeft, m_monitorLeft);
+}
+
+/// False when memory is short; the takes then have all but the end of `samples`.
+bool VelaEngine::keepCaptured(const float* samples, qint64 frames)
+{
+    try {
+        while (frames > 0) {
+            if (m_recordTrack->length() >= m_maxTakeFrames)
+                beginTake(QString(m_recordTrack->name));
+            const qint64 part = std::min(frames, m_maxTakeFrames - m_recordTrack->length());
+            m_takeWriter->append(samples, static_cast<qsizetype>(part));
+            samples += part * m_recordTrack->channels;
+            frames -= part;
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
 }
 
 void VelaEngine::onOutputLost()

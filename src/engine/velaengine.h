@@ -7,6 +7,7 @@
 #include "media/audio/audioinputnode.h"
 #include "media/audio/audiooutputnode.h"
 #include "media/audio/waitbudget.h"
+#include "project/projectserializer.h"
 #include "project/velaproject.h"
 
 #include <QAudioFormat>
@@ -45,7 +46,10 @@ public:
     /// On the machine's devices.
     explicit VelaEngine(QObject* parent = nullptr);
 
-    explicit VelaEngine(NodeMakers makers, QObject* parent = nullptr);
+    /// A take goes on in a new track when it has `maxTakeFrames`, at least one:
+    /// a longer one could not be saved.
+    explicit VelaEngine(NodeMakers makers, QObject* parent = nullptr,
+                        qint64 maxTakeFrames = kMaxChannelSamples);
     ~VelaEngine() override;
     Q_DISABLE_COPY_MOVE(VelaEngine)
 
@@ -67,7 +71,8 @@ public:
 
     /// Stopped → recording into a new mono track, named "Recording" in the user's
     /// language; warns and stays stopped without an input. One that was connected
-    /// since the devices were selected is found.
+    /// since the devices were selected is found. What one track cannot hold goes on
+    /// in further ones of the same name.
     void startRecording();
 
     /// Recording → stopped. The track stays with what was captured.
@@ -100,6 +105,8 @@ signals:
     void monitor(const QList<float>& left, const QList<float>& right);
     /// The output node was given this format.
     void outputFormatChanged(const QAudioFormat& format);
+    /// Recording → stopped, for want of memory. The take stays with what was captured.
+    void recordingCutShort();
 
 private:
     [[nodiscard]] bool selectOutput(qint32 rateHz);
@@ -110,6 +117,8 @@ private:
     void pumpPlayback();
     void fillRing();
     void pumpRecording();
+    void beginTake(const QString& name);
+    [[nodiscard]] bool keepCaptured(const float* samples, qint64 frames);
     void renderBlock();
     void finishPlayback();
     void onOutputLost();
@@ -118,6 +127,7 @@ private:
     void reportDiagnostics();
 
     const NodeMakers m_makers;
+    const qint64 m_maxTakeFrames;
     ProjectHandle m_project;
     /// Of both nodes: the window waits for their device threads.
     const std::shared_ptr<media::audio::WaitBudget> m_waits;

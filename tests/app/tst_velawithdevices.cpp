@@ -258,6 +258,32 @@ private slots:
                             "Connect a microphone, then press Record again.");
     }
 
+    void aTakeThatIsCutShortBringsTheCursorBackAndSaysSo()
+    {
+        addSound(3000);
+        m_project->cursor.position = 77;
+        button("pushButtonRecord")->click();
+        const TrackHandle take = m_project->tracks.constLast();
+        QTRY_VERIFY_WITH_TIMEOUT(m_project->cursor.position > 77, kPatienceMs);
+        m_window->engine()->stopRecording();
+        emit m_window->engine()->recordingCutShort();
+        QVERIFY(!button("pushButtonRecord")->isChecked());
+        QCOMPARE(m_project->cursor.position, 77);
+        QCOMPARE(shownPosition(), "00:00:00.001");
+        QVERIFY(m_project->tracks.contains(take));
+        QCOMPARE(message(), "There is no memory left to record into. What was captured until then "
+                            "is in the take. Save the project.");
+    }
+
+    void aTrackThatTheTakeGoesOnInHasAStrip()
+    {
+        button("pushButtonRecord")->click();
+        m_project->addTrack({}, 1);
+        emit m_window->engine()->structureChanged();
+        QCOMPARE(m_window->findChildren<WaveformView*>().size(), 2);
+        button("pushButtonRecord")->click();
+    }
+
     void aLostDeviceBringsUpItsOwnButtonOnly()
     {
         addSound(qsizetype{60} * 44100);

@@ -47,12 +47,14 @@ private:
     QSharedPointer<FakeOutputNode> m_output;
     QSharedPointer<FakeInputNode> m_input;
 
-    [[nodiscard]] std::unique_ptr<VelaEngine> makeEngine() const
+    [[nodiscard]] std::unique_ptr<VelaEngine>
+    makeEngine(qint64 maxTakeFrames = kMaxChannelSamples) const
     {
         auto engine = std::make_unique<VelaEngine>(VelaEngine::NodeMakers{
-            [this] { return m_output; },
-            [this] { return m_input; },
-        });
+                                                       [this] { return m_output; },
+                                                       [this] { return m_input; },
+                                                   },
+                                                   nullptr, maxTakeFrames);
         engine->setProject(m_project);
         return engine;
     }
@@ -108,6 +110,45 @@ private slots:
         while (right < kTenMinutes && samples.at(right) == sampleAt(right))
             ++right;
         QCOMPARE(right, kTenMinutes);
+    }
+
+    void aTakeThatIsFullGoesOnInANewTrackOfItsName()
+    {
+        const auto engine = makeEngine(10000);
+        QList<qsizetype> tracks;
+        connect(engine.get(), &VelaEngine::structureChanged, this,
+                [&] { tracks << m_project->tracks.size(); });
+        engine->startRecording();
+        engine->recordTrack()->name = QStringLiteral("Voice");
+        const auto captured = [this] {
+            qint64 frames = 0;
+            for (const TrackHandle& track : m_project->tracks)
+                frames += track->length();
+            return frames;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(captured(), qint64{kRateHz}, kPatienceMs);
+        QCOMPARE(tracks, (QList<qsizetype>{1, 2, 3, 4, 5}));
+        QCOMPARE(engine->recordTrack(), m_project->tracks.constLast());
+        engine->stopRecording();
+        qint64 next = 0;
+        for (const TrackHandle& track : m_project->tracks) {
+            QCOMPARE(track->name, "Voice");
+            QCOMPARE(track->channels, 1);
+            QCOMPARE(track->length(), next < 40000 ? 10000 : 8000);
+            for (const float sample : track->samples.constFirst())
+                QVERIFY(sample == sampleAt(next++));
+        }
+    }
+
+    void aTakeThatIsJustFullStaysAlone()
+    {
+        const auto engine = makeEngine(kRateHz);
+        engine->startRecording();
+        const TrackHandle take = engine->recordTrack();
+        QTRY_COMPARE_WITH_TIMEOUT(take->length(), qint64{kRateHz}, kPatienceMs);
+        QVERIFY(waitForATick(*engine));
+        QCOMPARE(m_project->tracks.size(), 1);
+        QCOMPARE(engine->recordTrack(), take);
     }
 
     void whatIsRecordedIsMonitoredOnBothSides()

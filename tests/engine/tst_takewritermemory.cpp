@@ -1,0 +1,56 @@
+#include "engine/takewriter.h"
+#include "project/addressspacelimit.h"
+#include "support/signalmakers.h"
+
+#include <QTest>
+
+#include <new>
+#include <optional>
+
+/// A take for which there is no more memory.
+class TestTakeWriterMemory : public QObject {
+    Q_OBJECT
+
+private slots:
+
+    void theRoomAheadIsUsedUpAndNothingOfTheTakeIsLost_data()
+    {
+        QTest::addColumn<bool>("isCopied");
+        QTest::newRow("a take that nobody shares") << false;
+        QTest::newRow("a take that is being saved") << true;
+    }
+
+    void theRoomAheadIsUsedUpAndNothingOfTheTakeIsLost()
+    {
+        QFETCH(bool, isCopied);
+        const auto take = TrackHandle::create(QStringLiteral("Recording"), 1, 44100);
+        TakeWriter writer(take);
+        const QList<float> block = signal_makers::counter(1 << 20);
+        writer.append(block.constData(), block.size());
+        std::optional<Track> copy;
+        if (isCopied)
+            copy = *take;
+        const qsizetype room = take->samples.constFirst().capacity() / block.size();
+        QVERIFY(room > 16);
+        qint64 blocks = 1;
+        {
+            const AddressSpaceLimit limit(qint64{16} << 20);
+            QVERIFY(limit.isSet());
+            for (; blocks < room; ++blocks)
+                writer.append(block.constData(), block.size());
+            for (int i = 0; i < 2; ++i) {
+                QVERIFY_THROWS_EXCEPTION(std::bad_alloc,
+                                         writer.append(block.constData(), block.size()));
+                QCOMPARE(take->length(), blocks * block.size());
+            }
+        }
+        writer.append(block.constData(), block.size());
+        ++blocks;
+        QCOMPARE(take->length(), blocks * block.size());
+        for (qsizetype b = 0; b < blocks; ++b)
+            QCOMPARE(take->samples.constFirst().mid(b * block.size(), block.size()), block);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestTakeWriterMemory)
+#include "tst_takewritermemory.moc"
