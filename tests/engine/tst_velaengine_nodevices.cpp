@@ -4,6 +4,7 @@
 #include "support/soundserver.h"
 
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -51,6 +52,29 @@ private slots:
         QCOMPARE(
             log.take(QtWarningMsg, QStringLiteral("VelaEngine: cannot record — no input device")),
             1);
+        log.takeContaining(QtWarningMsg, QStringLiteral("no audio output device supports"));
+    }
+
+    void whyThereIsNoMicrophoneIsToldWhenItsCategoryIsOn_data()
+    {
+        QTest::addColumn<QString>("rules");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("on") << QStringLiteral("vela.engine.devices.debug=true") << 1;
+        QTest::newRow("off, as it is by itself") << QString() << 0;
+    }
+
+    void whyThereIsNoMicrophoneIsToldWhenItsCategoryIsOn()
+    {
+        QFETCH(QString, rules);
+        QFETCH(int, lines);
+        QLoggingCategory::setFilterRules(rules);
+        LogCatcher log;
+        VelaEngine engine;
+        QLoggingCategory::setFilterRules({});
+        QVERIFY(!engine.ensureAudio());
+        QCOMPARE(log.take(QtDebugMsg, QStringLiteral("VelaEngine: no audio input device available "
+                                                     "for recording")),
+                 lines);
         log.takeContaining(QtWarningMsg, QStringLiteral("no audio output device supports"));
     }
 };
