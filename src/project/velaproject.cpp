@@ -31,7 +31,7 @@ TrackHandle VelaProject::addTrack(const QString& name, int channels)
     const QString trackName =
         name.isEmpty() ? QCoreApplication::translate("VelaProject", "Track %1").arg(trackCounter)
                        : name;
-    const auto track = TrackHandle::create(trackName, channels, sampleRate);
+    auto track = TrackHandle::create(trackName, channels, sampleRate);
     tracks.append(track);
     taint(QStringLiteral("addTrack"));
     return track;
