@@ -7,7 +7,9 @@
 
 #include <QAbstractItemModel>
 #include <QApplication>
+#include <QClipboard>
 #include <QFileDialog>
+#include <QLineEdit>
 #include <QShortcut>
 #include <QSignalSpy>
 #include <QTableView>
@@ -72,6 +74,9 @@ private:
             project->selectionEnd,    project->viewStart,     project->viewEnd,
             project->playing,         project->recording,     project->tainted,
             m_window->isFullScreen(), m_window->isVisible(),  visibleHelp() != nullptr};
+        for (const auto* field : m_window->findChildren<QLineEdit*>())
+            all << field->isVisible();
+        all << QGuiApplication::clipboard()->text();
         for (const TrackHandle& track : std::as_const(project->tracks)) {
             all << track->name << track->muted << track->solo << track->length();
             all << QVariant::fromValue(track->samples);
@@ -86,6 +91,7 @@ private slots:
     void init()
     {
         m_log = std::make_unique<LogCatcher>();
+        QGuiApplication::clipboard()->setText(QStringLiteral("copied before"));
         m_window = std::make_unique<Vela>();
         const ProjectHandle project = m_window->project();
         project->addTrack({}, 1)->samples[0] = signal_makers::ramp(kFrames, -1.0F, 1.0F);

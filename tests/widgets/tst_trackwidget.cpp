@@ -7,6 +7,7 @@
 
 #include <QContextMenuEvent>
 #include <QLayout>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -174,6 +175,7 @@ private slots:
         QCOMPARE(project->viewStart, 1000);
         QCOMPARE(project->viewEnd, 6000);
         QCOMPARE(removals.count(), 0);
+        QVERIFY(strip.header()->findChild<QLineEdit*>()->isHidden());
         QVERIFY(!project->tracks.constFirst()->muted);
         QVERIFY(!project->tracks.constFirst()->solo);
     }
