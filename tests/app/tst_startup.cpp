@@ -62,6 +62,8 @@ private slots:
         qputenv("XDG_DATA_HOME", QFile::encodeName(m_home.filePath(QStringLiteral("data"))));
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.filePath(QStringLiteral("config"))));
         qputenv("HOME", QFile::encodeName(m_home.path()));
+        // Or the platform's style would be the program's already.
+        qputenv("QT_STYLE_OVERRIDE", "windows");
         QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Desktop")));
     }
 
@@ -73,6 +75,7 @@ private slots:
     {
         bool looked = false;
         inTheLoop = [&looked] {
+            const auto end = qScopeGuard([] { mainWindow()->close(); });
             QCOMPARE(QCoreApplication::organizationName(), "Quorix");
             QCOMPARE(QCoreApplication::organizationDomain(), "quorix.com");
             QCOMPARE(QCoreApplication::applicationName(), "Quorix Vela");
@@ -88,7 +91,6 @@ private slots:
             QCOMPARE(window->parentWidget(), nullptr);
             QCOMPARE(window->windowTitle(), "Quorix Vela");
             looked = true;
-            window->close();
         };
         QCOMPARE(run(), 0);
         QVERIFY(looked);

@@ -1,6 +1,7 @@
 #include "app/trackstack.h"
 #include "project/projectserializer.h"
 #include "support/logcatcher.h"
+#include "support/paintcounter.h"
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
 
@@ -10,8 +11,12 @@
 #include <QSplitter>
 #include <QTest>
 
+#include <functional>
 #include <malloc.h>
 #include <memory>
+
+using Action = std::function<void(WaveformView&)>;
+Q_DECLARE_METATYPE(Action)
 
 class TestTrackStack : public QObject {
     Q_OBJECT
@@ -127,6 +132,40 @@ private slots:
         QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(100, 50));
         QVERIFY(edited.count() >= 1);
         QCOMPARE(project->cursor.position, 100);
+    }
+
+    void whatIsDoneInOneStripRepaintsTheOthers_data()
+    {
+        QTest::addColumn<Action>("action");
+        const auto row = [](const char* name, const Action& action) {
+            QTest::newRow(name) << action;
+        };
+        row("a zoom", [](WaveformView& view) { view.zoom(1); });
+        row("a range", [](WaveformView& view) { view.setViewRange(100, 300); });
+        row("a cursor", [](WaveformView& view) { view.placeCursor(50); });
+        row("a press", [](WaveformView& view) {
+            QTest::mousePress(&view, Qt::LeftButton, {}, {100, 50});
+        });
+        row("a selection", [](WaveformView& view) { emit view.selectionChanged(10, 20); });
+    }
+
+    void whatIsDoneInOneStripRepaintsTheOthers()
+    {
+        QFETCH(Action, action);
+        m_log->tolerate(QtWarningMsg, QStringLiteral("not accepted by receiving widget"));
+        const auto project = VelaProject::create();
+        for (int i = 0; i < 2; ++i)
+            project->addTrack({}, 1)->samples[0].resize(1000);
+        m_stack->rebuild(project);
+        m_stack->resize(500, 400);
+        m_stack->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_stack.get()));
+        WaveformView* const used = m_stack->strips()[0]->waveform();
+        used->setViewRange(0, 1000);
+        QTest::qWait(60); // what showing it has left to paint
+        const PaintCounter paints(*m_stack->strips()[1]->waveform());
+        action(*used);
+        QTRY_VERIFY(paints.count() >= 1);
     }
 
     void saysHowToBeginUntilThereIsATrack()

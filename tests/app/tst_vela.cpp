@@ -4,6 +4,7 @@
 #include "engine/velaengine.h"
 #include "settings/settings.h"
 #include "support/logcatcher.h"
+#include "support/paintcounter.h"
 #include "widgets/stereoseparationwidget.h"
 #include "widgets/trackwidget.h"
 #include "widgets/unifiedaudioscope.h"
@@ -258,6 +259,25 @@ private slots:
         m_window->goToStart();
         QCOMPARE(project->cursor.position, 0);
         QCOMPARE(shownPosition(), "00:00:00.000");
+    }
+
+    void goToStartAndEndRepaintEveryWaveformView()
+    {
+        for (int i = 0; i < 2; ++i)
+            m_window->project()->addTrack({}, 1)->samples[0].resize(1000);
+        m_window->updateTrackViews();
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        QTest::qWait(60); // what showing it has left to paint
+        const PaintCounter first(*strips()[0]->waveform());
+        const PaintCounter second(*strips()[1]->waveform());
+        m_window->goToEnd();
+        QTRY_VERIFY(first.count() >= 1 && second.count() >= 1);
+        QTest::qWait(60);
+        const int firstBefore = first.count();
+        const int secondBefore = second.count();
+        m_window->goToStart();
+        QTRY_VERIFY(first.count() > firstBefore && second.count() > secondBefore);
     }
 
     void zoomToFitShowsTheWholeProjectOrOneFrame()

@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFileDialog>
+#include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -45,6 +46,15 @@ private:
     {
         chooseInNextFileDialog(path);
         m_window->save({});
+    }
+
+    /// The window's until the test ends.
+    [[nodiscard]] QSharedPointer<Settings> makeSettings() const
+    {
+        auto settings = QSharedPointer<Settings>::create(QString(), QString(), QString(),
+                                                         in(QStringLiteral("Vela.ini")));
+        m_window->setSettings(settings);
+        return settings;
     }
 
     std::unique_ptr<Vela> m_window;
@@ -224,11 +234,49 @@ private slots:
         QTRY_VERIFY(!m_window->isVisible());
     }
 
+    void theFileLastChosenIsRememberedByItsFullPath()
+    {
+        const auto settings = makeSettings();
+        const auto remembered = [&settings] {
+            return settings->value(QStringLiteral("vela/lastFileDir")).toString();
+        };
+        m_window->addTrack();
+        load({});
+        QCOMPARE(remembered(), QString());
+        save(in(QStringLiteral("take.vela")));
+        QCOMPARE(remembered(), in(QStringLiteral("take.vela")));
+        load(wavFile(48000, 6000));
+        QCOMPARE(remembered(), in(QStringLiteral("voice.wav")));
+        load({});
+        save({});
+        QCOMPARE(remembered(), in(QStringLiteral("voice.wav")));
+        save(in(QStringLiteral("mix"))); // which is saved with the extension
+        QCOMPARE(remembered(), in(QStringLiteral("mix.vela")));
+    }
+
+    void aSuggestedNameIsProposedWhereTheLastFileWas()
+    {
+        const auto settings = makeSettings();
+        settings->setCustomValue(QStringLiteral("vela/lastFileDir"),
+                                 in(QStringLiteral("take.vela")));
+        m_window->addTrack();
+        QString shown;
+        QString proposal;
+        QTimer::singleShot(0, qApp, [&] {
+            auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            QVERIFY(dialog);
+            shown = dialog->directory().absolutePath();
+            proposal = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->text();
+            dialog->reject();
+        });
+        m_window->save(QStringLiteral("mix.vela"));
+        QCOMPARE(shown, folder());
+        QCOMPARE(proposal, "mix.vela");
+    }
+
     void theNextDialogBeginsWhereTheLastFileWas()
     {
-        const auto settings = QSharedPointer<Settings>::create(QString(), QString(), QString(),
-                                                               in(QStringLiteral("Vela.ini")));
-        m_window->setSettings(settings);
+        const auto settings = makeSettings();
         QVERIFY(QDir(folder()).mkdir(QStringLiteral("songs")));
         m_window->addTrack();
         save(in(QStringLiteral("songs/take.vela")));

@@ -3,6 +3,7 @@
 #include "engine/velaengine.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
+#include "support/paintcounter.h"
 #include "support/signalmakers.h"
 #include "support/soundserver.h"
 #include "widgets/stereoseparationwidget.h"
@@ -14,6 +15,7 @@
 #include <QLabel>
 #include <QSet>
 #include <QTest>
+#include <QTimer>
 
 #include <memory>
 #include <registerresources.h>
@@ -54,6 +56,15 @@ private:
     {
         m_project->addTrack({}, 1)->samples[0] = signal_makers::constant(frames, 0.25F);
         m_window->updateTrackViews();
+    }
+
+    /// The window's own timer that ticks every 33 ms; null unless there is just one.
+    [[nodiscard]] const QTimer* refreshTimer() const
+    {
+        QList<QTimer*> timers =
+            m_window->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+        timers.removeIf([](const QTimer* timer) { return timer->interval() != 33; });
+        return timers.size() == 1 ? timers.constFirst() : nullptr;
     }
 
     void setView(qint64 begin, qint64 end) const
@@ -157,6 +168,52 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!play->isChecked(), kPatienceMs);
         QVERIFY(!m_project->playing);
         QCOMPARE(shownPosition(), "00:00:00.000");
+    }
+
+    void theTickRepaintsEveryWaveformViewWhileItPlays()
+    {
+        constexpr int kTicks = 10;
+        addSound(qsizetype{60} * 44100);
+        addSound(qsizetype{60} * 44100);
+        const QList<WaveformView*> views = m_window->findChildren<WaveformView*>();
+        QCOMPARE(views.size(), 2);
+        const PaintCounter first(*views[0]);
+        const PaintCounter second(*views[1]);
+        button("pushButtonPlayStop")->click();
+        QTRY_VERIFY_WITH_TIMEOUT(first.count() >= kTicks && second.count() >= kTicks, kPatienceMs);
+        QVERIFY(m_project->playing);
+        button("pushButtonStop")->click();
+    }
+
+    void theTimerRunsExactlyWhileItPlaysOrRecords()
+    {
+        addSound(qsizetype{60} * 44100);
+        const QTimer* timer = refreshTimer();
+        QVERIFY(timer != nullptr);
+        QVERIFY(!timer->isSingleShot());
+        QVERIFY(!timer->isActive());
+        button("pushButtonPlayStop")->click();
+        QVERIFY(timer->isActive());
+        button("pushButtonRecord")->click();
+        QVERIFY(m_project->playing && m_project->recording);
+        button("pushButtonStop")->click();
+        QVERIFY(m_project->recording);
+        QVERIFY(timer->isActive());
+        button("pushButtonRecord")->click();
+        QVERIFY(!timer->isActive());
+    }
+
+    void escapeLeavesItPlaying()
+    {
+        addSound(qsizetype{60} * 44100);
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        button("pushButtonPlayStop")->click();
+        QTest::keyClick(m_window.get(), Qt::Key_Escape);
+        QTest::keyClick(m_window->findChild<WaveformView*>(), Qt::Key_Escape);
+        QVERIFY(m_project->playing);
+        QVERIFY(button("pushButtonPlayStop")->isChecked());
+        QVERIFY(m_window->isVisible());
+        button("pushButtonStop")->click();
     }
 
     void theScopeTakesRateAndChannelsFromTheOutputsFormat()
