@@ -103,9 +103,6 @@ class Application:
     def is_checked(self, name):
         return self.has_state(self.find(BUTTONS, name), "CHECKED")
 
-    def is_enabled(self, name):
-        return self.has_state(self.find(BUTTONS, name), "ENABLED")
-
     def has_state(self, node, name):
         return node.getState().contains(getattr(self._atspi, f"STATE_{name}"))
 

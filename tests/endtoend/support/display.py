@@ -121,12 +121,6 @@ class Display:
     def key(self, *keys):
         self._xdotool("key", "--clearmodifiers", *keys)
 
-    def key_down(self, key):
-        self._xdotool("keydown", key)
-
-    def key_up(self, key):
-        self._xdotool("keyup", key)
-
     def type(self, text, delay_ms=8):
         self._xdotool("type", "--clearmodifiers", "--delay", delay_ms, text)
 
