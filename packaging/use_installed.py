@@ -26,15 +26,6 @@ PLUGINS = {"libqxcb.so": "the window", "libqsvgicon.so": "the buttons' icons",
 OPTIONAL = {"libXcursor.so"}
 
 
-def play(stage, editor):
-    with stage.sound.capture() as capture:
-        stage.display.key("space")
-        editor.wait_until_playing()
-        editor.wait_until_played(PLAY_SECONDS)
-        capture.wait_for_more(0.2)
-    return capture.data()
-
-
 def open_play_and_save(stage, editor):
     """What the loudspeaker plays must be what is in a file that had to be decoded."""
     source, path = stage.folder / "tune.wav", stage.folder / "tune.flac"
@@ -45,7 +36,7 @@ def open_play_and_save(stage, editor):
     expected = samples.decoded_by_ffmpeg(path, stage.sound.rate)
     for attempt in range(ATTEMPTS):
         try:
-            samples.require_exact(play(stage, editor), expected)
+            samples.require_exact(editor.play_to_the_end(PLAY_SECONDS), expected)
             break
         except Failure:
             if attempt == ATTEMPTS - 1:

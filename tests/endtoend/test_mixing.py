@@ -43,7 +43,7 @@ class Mixing(case.EditorCase):
         self.editor.open_audio(third)
         for name in self.editor.track_names():
             self.controls.press(f"Mute {name}")
-        self.assertEqual(samples.sounding_bytes(self.play_to_the_end(20)), b"")
+        self.assertEqual(samples.sounding_bytes(self.editor.play_to_the_end(20)), b"")
 
     def test_strip_is_renamed_by_a_double_click(self):
         self.editor.rename("first", "  Drums ")

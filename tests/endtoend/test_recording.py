@@ -16,7 +16,7 @@ class Recording(RecordingCase):
         self.record(path)
         [take] = self.saved_takes()
         samples.require_exact(take, spoken, channels=1)
-        self.require_heard(both_sides(spoken), lambda: self.play_to_the_end(40))
+        self.require_heard(both_sides(spoken), lambda: self.editor.play_to_the_end(40))
 
     def test_second_take_is_a_track_of_its_own(self):
         path, spoken = self.make_spoken("spoken.raw", 0.5)

@@ -3,7 +3,7 @@
 import re
 from pathlib import Path
 
-from support import case
+from support import case, samples
 from support.accessibility import BUTTONS
 from support.processes import wait_until
 
@@ -29,11 +29,14 @@ class Window(case.EditorCase):
         self.assertEqual([name for name in names if name in TOOLBAR], TOOLBAR)
 
     def test_play_and_stop_are_pressed_by_name(self):
-        self.open_tune(5.0)
-        self.controls.press("Play")
-        self.editor.wait_until_playing()
-        self.controls.press("Stop")
-        wait_until(lambda: not self.editor.is_playing(), 5, "Stop to stop")
+        data = self.open_tune(60.0)
+        with self.sound.capture() as capture:
+            self.controls.press("Play")
+            self.editor.wait_until_playing()
+            self.controls.press("Stop")
+            wait_until(lambda: not self.editor.is_playing(), 5, "Stop to stop")
+            capture.wait_for_more(0.2)
+        self.assertLess(len(samples.sounding_bytes(capture.data())), len(data) // 2)
 
     def test_load_pressed_by_name_opens_the_dialog_and_escape_closes_it(self):
         self.controls.press("Load")
@@ -42,6 +45,12 @@ class Window(case.EditorCase):
         self.display.wait_for_no_window("Open File")
         self.assertEqual(self.editor.track_names(), [])
 
+    def test_save_pressed_by_name_opens_the_dialog_and_escape_closes_it(self):
+        self.controls.press("Save")
+        self.display.activate(self.display.wait_for_window("Save Project"))
+        self.display.key("Escape")
+        self.display.wait_for_no_window("Save Project")
+
     def test_space_means_play_after_a_button_was_clicked(self):
         data = self.open_tune(0.5)
         left, top, width, height = self.controls.area(self.controls.find(BUTTONS, ">|"))
@@ -49,7 +58,7 @@ class Window(case.EditorCase):
         def play_after_a_click():
             self.display.click(left + width // 2, top + height // 2)
             self.display.key("Home")
-            return self.play_to_the_end(20)
+            return self.editor.play_to_the_end(20)
 
         self.require_heard(data, play_after_a_click)
 

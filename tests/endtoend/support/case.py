@@ -4,7 +4,7 @@ import sys
 import unittest
 
 from . import samples
-from .editor import START_SECONDS, Editor, Stage
+from .editor import Editor, Stage
 from .processes import Failure, wait_until
 
 TAB_SECONDS = 5.0
@@ -70,23 +70,12 @@ class EditorCase(unittest.TestCase):
                 return
         self.fail(f"Tab does not reach {name!r}")
 
-    def play_to_the_end(self, seconds):
-        """Presses Space and returns what the loudspeaker played until the end of it."""
-        with self.sound.capture() as capture:
-            self.display.key("space")
-            # A short sound may be over before the window is first asked.
-            wait_until(lambda: self.editor.is_playing() or samples.sounding_bytes(capture.data()),
-                       START_SECONDS, "the playback to start")
-            self.editor.wait_until_played(seconds)
-            capture.wait_for_more(0.2)
-        return capture.data()
-
     def require_heard(self, expected, play=None, require=samples.require_exact):
         """What the loudspeaker plays to the end, or in `play()`, is as expected. A machine that
         is too busy for any player makes a gap now and then, so there are three attempts; a fault
         of ours makes one every time. `play()` has to be the whole of what is tested."""
         for left in reversed(range(ATTEMPTS)):
-            heard = play() if play else self.play_to_the_end(PLAY_SECONDS)
+            heard = play() if play else self.editor.play_to_the_end(PLAY_SECONDS)
             try:
                 require(heard, expected)
                 return

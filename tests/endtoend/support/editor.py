@@ -6,7 +6,7 @@ import shutil
 import tempfile
 from pathlib import Path
 
-from . import vitals
+from . import samples, vitals
 from .accessibility import BUTTONS, Application, SessionBus, bus_environment
 from .display import RIGHT, Display
 from .processes import Failure, Process, wait_until
@@ -156,10 +156,11 @@ class Editor:
 
     def position(self):
         """The text of the position read-out."""
-        texts = [text for text in self.controls.labels() if _POSITION.fullmatch(text)]
-        if not texts:
-            raise Failure("the window shows no position")
-        return texts[0]
+        def look():
+            return [text for text in self.controls.labels() if _POSITION.fullmatch(text)]
+
+        # None is seen while the tree of controls changes.
+        return wait_until(look, ANSWER_SECONDS, "the window to show a position")[0]
 
     def position_ms(self):
         hours, minutes, seconds = self.position().split(":")
@@ -256,6 +257,17 @@ class Editor:
 
     def wait_until_played(self, timeout):
         wait_until(lambda: not self.is_playing(), timeout, "the playback to end by itself")
+
+    def play_to_the_end(self, timeout):
+        """Presses Space and returns what the loudspeaker played until the end of it."""
+        with self.stage.sound.capture() as capture:
+            self.display.key("space")
+            # A short sound may be over before the window is first asked.
+            wait_until(lambda: self.is_playing() or samples.sounding_bytes(capture.data()),
+                       START_SECONDS, "the playback to start")
+            self.wait_until_played(timeout)
+            capture.wait_for_more(0.2)
+        return capture.data()
 
     def screenshot(self, path):
         self.display.screenshot(path, self.window)
