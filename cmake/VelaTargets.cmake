@@ -34,6 +34,10 @@ if("address" IN_LIST VELA_SANITIZE)
     "UBSAN_OPTIONS=print_stacktrace=1")
 endif()
 
+# What every suite runs in.
+set(vela_suite_environment
+  "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${vela_sanitizer_environment}")
+
 if(VELA_COVERAGE)
   # The counters between the statements make the compiler see pointers outlive what
   # the toolkit's comparing macros point them to.
@@ -65,15 +69,13 @@ function(vela_add_library name)
   set_target_properties(${name} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
 endfunction()
 
-# vela_add_test(<tst_class> [SOURCES ...] LINKS ... [LABEL unit|device|endtoend]
-#               [TIMEOUT seconds] [ENVIRONMENT ...])
+# vela_add_test(<tst_class> [SOURCES ...] LINKS ... [LABEL unit|device] [TIMEOUT seconds])
 # The source is <tst_class>.cpp beside the list file. Labels: "unit" needs no
-# sound server and no display, "device" starts a private sound server,
-# "endtoend" also a virtual display. Suites named in vela_threaded_tests get the
-# label "threads" as well, and belong to the target threaded_tests: these are what
-# ThreadSanitizer is asked about.
+# sound server and no display, "device" starts a private sound server. Suites
+# named in vela_threaded_tests get the label "threads" as well, and belong to the
+# target threaded_tests: these are what ThreadSanitizer is asked about.
 function(vela_add_test name)
-  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS" ${ARGN})
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
@@ -91,5 +93,16 @@ function(vela_add_test name)
   set_tests_properties(${name} PROPERTIES
     LABELS "${labels}"
     TIMEOUT ${ARG_TIMEOUT}
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=;${vela_sanitizer_environment};${ARG_ENVIRONMENT}")
+    ENVIRONMENT "${vela_suite_environment}")
+endfunction()
+
+# vela_add_doubled_test(<tst_class> [<test>...])
+# A suite that there is already, or those of its tests, once more as <tst_class>_2x
+# on a screen of twice the density.
+function(vela_add_doubled_test name)
+  add_test(NAME ${name}_2x COMMAND ${name} ${ARGN})
+  set_tests_properties(${name}_2x PROPERTIES
+    LABELS unit
+    TIMEOUT 60
+    ENVIRONMENT "${vela_suite_environment};QT_SCALE_FACTOR=2")
 endfunction()
