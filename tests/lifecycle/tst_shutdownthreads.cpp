@@ -7,9 +7,18 @@
 #include <QTest>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
+
+namespace {
+
+constexpr std::chrono::seconds kPatience{10};
+
+} // namespace
 
 /// The coordinator among several threads.
 class TestShutdownThreads : public QObject {
@@ -79,6 +88,42 @@ private slots:
         }).join();
         QCOMPARE(seen, finisher);
         QVERIFY(seen != std::this_thread::get_id());
+    }
+
+    // A lock that were held meanwhile would make the other thread wait for ever.
+    void signalsComeWhenTheCoordinatorIsUnlocked()
+    {
+        auto lifecycle = std::make_shared<ShutdownLifecycle>();
+        QStringList answered;
+        const auto note = [&answered, lifecycle](const char* signal) {
+            std::promise<void> answer;
+            auto arrived = answer.get_future();
+            // Left behind when it does not come back, with all that it needs.
+            std::thread([lifecycle, answer = std::move(answer)]() mutable {
+                (void)lifecycle->taskIds();
+                answer.set_value();
+            }).detach();
+            if (arrived.wait_for(kPatience) == std::future_status::ready)
+                answered << QString::fromLatin1(signal);
+        };
+        connect(
+            lifecycle.get(), &ShutdownLifecycle::changed, this, [&note] { note("changed"); },
+            Qt::DirectConnection);
+        connect(
+            lifecycle.get(), &ShutdownLifecycle::shutdownReady, this, [&note] { note("ready"); },
+            Qt::DirectConnection);
+        connect(
+            lifecycle.get(), &ShutdownLifecycle::shutdownAborted, this,
+            [&note] { note("aborted"); }, Qt::DirectConnection);
+
+        const quint64 serial = lifecycle->registerTask(task("a"));
+        QCOMPARE(answered, QStringList{"changed"});
+        lifecycle->requestShutdown();
+        lifecycle->finishTask("a", serial);
+        QCOMPARE(answered, (QStringList{"changed", "changed", "ready"}));
+        lifecycle->abortShutdown();
+        lifecycle->requestShutdown();
+        QCOMPARE(answered, (QStringList{"changed", "changed", "ready", "aborted", "ready"}));
     }
 
     void tasksRunOnTheCoordinatorsThreadWhoeverRequests()

@@ -55,7 +55,7 @@ private slots:
         QVERIFY(node.start());
         NodePlayer player(node, sound);
         QVERIFY(QTest::qWaitFor([&] { return player.isDone(); }, kPatienceMs));
-        QVERIFY(!node.hasPlayedOut());
+        // Too early, and the stop cuts off what the sink has not asked for yet.
         QVERIFY(QTest::qWaitFor([&] { return node.hasPlayedOut(); }, kPatienceMs));
         node.stop();
         QTRY_COMPARE_WITH_TIMEOUT(capture.sound(), onBothChannels(sound), kPatienceMs);

@@ -11,8 +11,12 @@
 #include <QThread>
 #include <QTimer>
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
+#include <thread>
+#include <utility>
 
 using media::devices::DeviceManager;
 
@@ -210,6 +214,46 @@ private slots:
         // A whole round of looking must find nothing new.
         QTest::qWait(2 * static_cast<int>(DeviceManager::kPollInterval.count()));
         QCOMPARE(log.names, (QStringList{"outputs", "devices"}));
+    }
+
+    // A lock that were held meanwhile would make the other thread wait for ever.
+    void signalsComeWhenTheListsAreUnlocked()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        QStringList heard;
+        QStringList answered;
+        const auto ask = [&](const QString& signal) {
+            heard << signal;
+            std::promise<void> answer;
+            auto arrived = answer.get_future();
+            // Left behind when it does not come back.
+            std::thread([answer = std::move(answer)]() mutable {
+                (void)DeviceManager::instance().audioOutputs();
+                (void)DeviceManager::instance().audioInputs();
+                answer.set_value();
+            }).detach();
+            if (arrived.wait_for(std::chrono::milliseconds(kNoWaitMs)) == std::future_status::ready)
+                answered << signal;
+        };
+        const QObject context;
+        connect(
+            &manager, &DeviceManager::audioOutputsChanged, &context, [&ask] { ask("outputs"); },
+            Qt::DirectConnection);
+        connect(
+            &manager, &DeviceManager::audioInputsChanged, &context, [&ask] { ask("inputs"); },
+            Qt::DirectConnection);
+        connect(
+            &manager, &DeviceManager::devicesChanged, &context, [&ask] { ask("devices"); },
+            Qt::DirectConnection);
+        QVERIFY(m_server.unloadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(heard, (QStringList{"inputs", "devices"}), kPatienceMs);
+        QVERIFY(m_server.loadSource("mic"));
+        QTRY_COMPARE_WITH_TIMEOUT(heard.size(), 4, kPatienceMs);
+        QVERIFY(m_server.loadSink("other"));
+        QTRY_COMPARE_WITH_TIMEOUT(heard.mid(4), (QStringList{"outputs", "devices"}), kPatienceMs);
+        QVERIFY(m_server.unloadSink("other"));
+        QTRY_COMPARE_WITH_TIMEOUT(heard.size(), 8, kPatienceMs);
+        QCOMPARE(answered, heard);
     }
 
     void unplugAndPlugBetweenTwoLooksIsNoChange()
