@@ -10,10 +10,15 @@
 #include <QFileInfo>
 #include <QScopedValueRollback>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
+#include <fcntl.h>
 #include <memory>
 #include <new>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -23,6 +28,27 @@ namespace {
 // tried again, a little more patiently each time. In ticks of the decoder run;
 // together they stay well below what a user would wait for an error.
 constexpr std::array kPatienceTicks{2, 3, 4, 6};
+
+// As much as the toolkit looks at, at either end, before its own threads read on.
+constexpr std::size_t kWakeningBytes = 64 * 1024;
+
+// Looks for the file and reads its ends. Whatever fails will fail again where it is
+// reported.
+bool readEnds(const QByteArray& path, const std::atomic_bool& isStopped)
+{
+    struct stat status = {};
+    if (::stat(path.constData(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        return false;
+    std::array<char, kWakeningBytes> bytes; // of the stack: memory may be short
+    bool isRead = true;
+    for (const off_t begin : {off_t{0}, std::max<off_t>(status.st_size - off_t(bytes.size()), 0)})
+        isRead = isRead && !isStopped && ::pread(fd, bytes.data(), bytes.size(), begin) >= 0;
+    ::close(fd);
+    return isRead;
+}
 
 } // namespace
 
@@ -39,6 +65,7 @@ TrackHandle AudioImporter::importFile(const QString& path)
 void AudioImporter::cancel()
 {
     m_cancelled = m_busy;
+    m_wakening.stop();
     if (m_loop)
         m_loop->quit();
 }
@@ -58,8 +85,23 @@ bool AudioImporter::complete(Stage& stage)
     return stage.isDone() && !m_cancelled;
 }
 
+// A disk that has yet to wake up takes seconds for the first answer, and would hold
+// up the window for as long; the rest it then has at hand. False if the import was
+// dropped instead.
+bool AudioImporter::wakeDisk(const QString& path)
+{
+    const auto answer =
+        m_wakening.run("import-file", SideWork::AtQuit::Stop,
+                       [name = QFile::encodeName(path)](const std::atomic_bool& isStopped) {
+                           return readEnds(name, isStopped);
+                       });
+    return answer.has_value() && !m_wakening.isStopped();
+}
+
 TrackHandle AudioImporter::run(const QString& path)
 {
+    if (!wakeDisk(path))
+        return {};
     const QFileInfo info(path);
     if (!info.exists())
         return fail(tr("File does not exist: %1").arg(path));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "project/sidework.h"
 #include "project/track.h"
 
 #include <QObject>
@@ -22,8 +23,10 @@ public:
     /// Decodes the file at `path` into a new track named after the file up to
     /// its first dot. Blocks the caller in a local event loop: timers, paints
     /// and input go on, but for a moment at the beginning in which the toolkit
-    /// opens the file; a file system that does not answer holds them up then. So the caller keeps
-    /// the project from being changed and this importer from being destroyed meanwhile.
+    /// opens the file. A disk that has yet to wake up is waited for before that, on a
+    /// thread of its own, which is left behind if it does not answer a cancel. So the
+    /// caller keeps the project from being changed and this importer from being
+    /// destroyed meanwhile.
     ///
     /// Returns null after exactly one `errorOccurred()`, whatever the file is:
     /// a decoder that goes silent is given up, and so is a file whose samples do
@@ -37,6 +40,9 @@ public:
     /// final 100 has been emitted, it does nothing.
     Q_SLOT void cancel();
 
+    /// True if the last import came back without the thread that woke the disk.
+    [[nodiscard]] bool wasLeftBehind() const { return m_wakening.wasLeftBehind(); }
+
 signals:
     /// Decoding progress in percent. 100 comes exactly once, on success; lower
     /// values only if the length is known, each higher than the one before.
@@ -48,6 +54,7 @@ signals:
 private:
     template <typename Stage>
     bool complete(Stage& stage);
+    bool wakeDisk(const QString& path);
     TrackHandle run(const QString& path);
     TrackHandle decode(const QString& path, qint64 durationMs);
     TrackHandle finish(const QString& path, SampleCollector& samples);
@@ -57,6 +64,7 @@ private:
     TrackHandle failToDecode(const QString& path);
     TrackHandle failToKeep(const QString& path);
 
+    SideWork m_wakening;
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
     bool m_busy = false;
     bool m_cancelled = false;
