@@ -68,6 +68,10 @@
         <source>Stop loading</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Stop saving</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>PopOut</name>
@@ -123,6 +127,14 @@
     </message>
     <message>
         <source>%1 is loaded, but with losses: %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 was not saved.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 was not saved: the disk does not answer. Save the project somewhere else.</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

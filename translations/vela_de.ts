@@ -68,6 +68,10 @@
         <source>Stop loading</source>
         <translation>Laden abbrechen</translation>
     </message>
+    <message>
+        <source>Stop saving</source>
+        <translation>Speichern abbrechen</translation>
+    </message>
 </context>
 <context>
     <name>PopOut</name>
@@ -124,6 +128,14 @@
     <message>
         <source>%1 is loaded, but with losses: %2.</source>
         <translation>%1 ist geladen, aber mit Verlusten: %2.</translation>
+    </message>
+    <message>
+        <source>%1 was not saved.</source>
+        <translation>%1 wurde nicht gespeichert.</translation>
+    </message>
+    <message>
+        <source>%1 was not saved: the disk does not answer. Save the project somewhere else.</source>
+        <translation>%1 wurde nicht gespeichert: Der Datenträger antwortet nicht. Speichern Sie das Projekt an einem anderen Ort.</translation>
     </message>
 </context>
 <context>

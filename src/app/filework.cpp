@@ -59,6 +59,7 @@ TrackHandle FileWork::importAudio(const QString& path)
     m_strip->showWork(tr("Opening %1…").arg(QFileInfo(path).fileName()),
                       tr("Stop and leave everything as it was"));
     TrackHandle track = importer.importFile(path);
+    m_isDiskSilent = importer.wasLeftBehind();
     endWork(failure);
     return track;
 }
@@ -76,7 +77,9 @@ void FileWork::save(const QString& path, const ProjectHandle& project)
 {
     const Exclusive running(this, true);
     ProjectFileJob job;
-    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), {});
+    // Not the end of the window: it waits for the save.
+    connect(m_strip, &ActivityStrip::cancelRequested, &job, &ProjectFileJob::cancel);
+    m_strip->showWork(tr("Saving %1…").arg(QFileInfo(path).fileName()), tr("Stop saving"));
     runJob(job, &ProjectFileJob::save, path, project);
 }
 
@@ -87,6 +90,7 @@ void FileWork::runJob(ProjectFileJob& job, JobOperation operation, const QString
     connect(&job, &ProjectFileJob::errorOccurred, this,
             [&failure](const QString& message) { failure = message; });
     (job.*operation)(path, project);
+    m_isDiskSilent = job.wasLeftBehind();
     endWork(failure);
 }
 

@@ -34,12 +34,16 @@ public:
     /// Reads a project file into `project`, an empty one. A failure is shown.
     void load(const QString& path, const ProjectHandle& project);
 
-    /// Writes the project; a failure is shown and leaves the old file whole.
+    /// Writes the project; a failure is shown and leaves the old file whole. The
+    /// strip's button stops it, and then it has failed.
     void save(const QString& path, const ProjectHandle& project);
 
     /// Ends running work as soon as that is safe: an import or a load is
-    /// dropped, a save is finished.
+    /// dropped, a save is finished, unless the user stops it.
     void requestEnd();
+
+    /// True if the last work was dropped while its disk did not answer.
+    [[nodiscard]] bool isDiskSilent() const { return m_isDiskSilent; }
 
 signals:
     void started();
@@ -60,4 +64,5 @@ private:
     QList<QWidget*> m_exclusive;
     bool m_running = false;
     bool m_needsProjectUnchanged = false;
+    bool m_isDiskSilent = false;
 };

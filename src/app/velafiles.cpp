@@ -10,6 +10,7 @@
 #include "shortcuts/shortcuthelpwidget.h"
 
 #include <QCloseEvent>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -95,6 +96,10 @@ QString Vela::dialogStart(const QString& suggestedName) const
     QString lastFile;
     if (const QSharedPointer<Settings> settings = m_settings.toStrongRef())
         lastFile = settings->value(settings->keyPrefix() + kLastFileKey).toString();
+    // The dialog would look into its folder, and wait there with the whole window.
+    if (m_work->isDiskSilent())
+        return file_dialogs::startPath({}, suggestedName.isEmpty() ? QFileInfo(lastFile).fileName()
+                                                                   : suggestedName);
     return file_dialogs::startPath(lastFile, suggestedName);
 }
 

@@ -67,6 +67,13 @@ bool writeStreamedBody(QDataStream& stream, const ProjectHandle& project, qint64
     return true;
 }
 
+SaveResult failure(const ReplacementFile& file, SaveResult::Outcome outcome, const QString& reason)
+{
+    if (file.isAbandoned())
+        return {SaveResult::Outcome::Abandoned, {}};
+    return {outcome, reason};
+}
+
 SaveResult outcomeOf(ReplacementFile::Commit commit, const ReplacementFile& file)
 {
     using Outcome = SaveResult::Outcome;
@@ -78,7 +85,7 @@ SaveResult outcomeOf(ReplacementFile::Commit commit, const ReplacementFile& file
     case ReplacementFile::Commit::Failed:
         break;
     }
-    return {Outcome::WriteFailed, file.errorString()};
+    return failure(file, Outcome::WriteFailed, file.errorString());
 }
 
 bool hasOverlongChannel(const VelaProject& project)
@@ -176,16 +183,17 @@ void ProjectFile::adopt(const ProjectHandle& project, const VelaProject& loaded)
     project->tracks = loaded.tracks;
 }
 
-SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, qint64 maxBodyBytes)
+SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, qint64 maxBodyBytes,
+                             const std::atomic_bool* abandon)
 {
     const QString tooLarge = tr("the project is larger than a project file can be");
     if (hasOverlongChannel(*project))
         return {SaveResult::Outcome::TooLarge,
                 tr("a track is longer than a project file can hold")};
     const FileSizeSignalGuard guard;
-    ReplacementFile file(path);
+    ReplacementFile file(path, abandon);
     if (!file.open(QIODevice::WriteOnly))
-        return {SaveResult::Outcome::CouldNotOpen, file.errorString()};
+        return failure(file, SaveResult::Outcome::CouldNotOpen, file.errorString());
     QDataStream stream(&file);
     writeHeader(stream);
     const qint64 payloadBytes = payloadSize(*project);
@@ -197,11 +205,11 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
         if (!writeStreamedBody(stream, project, payloadBytes, deflate)) {
             if (deflate.isTooLarge())
                 return {SaveResult::Outcome::TooLarge, tooLarge};
-            return {SaveResult::Outcome::WriteFailed, deflate.errorString()};
+            return failure(file, SaveResult::Outcome::WriteFailed, deflate.errorString());
         }
     }
     if (stream.status() != QDataStream::Ok)
-        return {SaveResult::Outcome::WriteFailed, file.errorString()};
+        return failure(file, SaveResult::Outcome::WriteFailed, file.errorString());
     return outcomeOf(file.commit(), file);
 }
 
@@ -239,7 +247,10 @@ LoadResult ProjectFile::load(const QString& path, const std::atomic_bool* abando
     if (const QFileInfo info(path); info.exists() && !info.isFile())
         return {Outcome::CouldNotOpen, tr("this is not a file"), {}};
     AbandonableFile file(path, abandon);
-    if (!file.open(QIODevice::ReadOnly))
+    const bool isOpen = file.open(QIODevice::ReadOnly);
+    if (file.isAbandoned())
+        return {Outcome::Abandoned, {}, {}};
+    if (!isOpen)
         return {Outcome::CouldNotOpen, file.errorString(), {}};
     LoadResult result = read(file, affordableMemoryBytes());
     if (file.isAbandoned())

@@ -31,9 +31,10 @@ public:
             CouldNotOpen,    ///< nothing could be written there
             TooLarge,        ///< the format cannot hold the project
             WriteFailed,     ///< disk full, size limit, device error
+            Abandoned,       ///< on the caller's request
         };
         Outcome outcome = Outcome::Saved;
-        QString reason; ///< for the user; empty when Saved
+        QString reason; ///< for the user; empty when Saved or Abandoned
     };
 
     struct LoadResult {
@@ -59,8 +60,11 @@ public:
 
     /// Writes `project` to `path`. The file that was there stays whole unless the
     /// new one is complete and on disk. A body above `maxBodyBytes` is refused.
+    /// Gives up soon after `*abandon` turns true (may be null), and puts nothing in
+    /// place from then on.
     [[nodiscard]] static SaveResult save(const ProjectHandle& project, const QString& path,
-                                         qint64 maxBodyBytes = kMaxBodyBytes);
+                                         qint64 maxBodyBytes = kMaxBodyBytes,
+                                         const std::atomic_bool* abandon = nullptr);
 
     /// Reads a project file from `device`, which is open, random-access and at the
     /// file's start. A body that is damaged anywhere loads as if it were empty,

@@ -1,33 +1,15 @@
 #include "project/projectfilejob.h"
 
 #include <QDebug>
-#include <QEventLoop>
 #include <QFileInfo>
-#include <QThread>
 
-#include <functional>
-#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 namespace {
 
-// Returns when `work` has run on a thread of its own. If the program is told to
-// quit meanwhile the local loop ends at once; then `hurry` is called, and the
-// thread waited for.
-void runBeside(const std::function<void()>& work, const std::function<void()>& hurry)
-{
-    const std::unique_ptr<QThread> thread(QThread::create(work));
-    thread->setObjectName(QStringLiteral("project-file"));
-    QEventLoop loop;
-    QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit,
-                     Qt::QueuedConnection);
-    thread->start();
-    loop.exec();
-    if (!thread->isFinished())
-        hurry();
-    thread->wait();
-}
+constexpr char kThreadName[] = "project-file";
 
 // What a capture changes: which tracks there are and how long they are.
 struct Extent {
@@ -64,7 +46,7 @@ bool ProjectFileJob::isRunning() const
 
 void ProjectFileJob::cancel()
 {
-    m_abandon = true;
+    m_work.stop();
 }
 
 bool ProjectFileJob::begin()
@@ -74,7 +56,6 @@ bool ProjectFileJob::begin()
         return false;
     }
     m_running = true;
-    m_abandon = false;
     return true;
 }
 
@@ -88,17 +69,16 @@ bool ProjectFileJob::save(const QString& path, const ProjectHandle& project)
     if (!begin())
         return false;
     const Extent before(*project);
-    ProjectHandle snapshot = ProjectFile::snapshot(*project);
-    ProjectFile::SaveResult result;
-    const auto write = [&] {
-        result = ProjectFile::save(snapshot, path);
-        // So that the next change need not copy the samples. Here, because giving
-        // back the last copy of a long track takes its time.
-        snapshot.reset();
-    };
-    runBeside(write, [] {}); // a save goes on to its end
+    // The snapshot ends with the work, on its thread: giving back the last copy of a
+    // long track takes its time.
+    const auto result = m_work.run(
+        kThreadName, SideWork::AtQuit::GoOn,
+        [snapshot = ProjectFile::snapshot(*project), path](const std::atomic_bool& isStopped) {
+            return ProjectFile::save(snapshot, path, ProjectFile::kMaxBodyBytes, &isStopped);
+        });
     m_running = false;
-    const bool saved = finishSave(path, result);
+    const bool saved = finishSave(path, result.value_or(ProjectFile::SaveResult{
+                                            ProjectFile::SaveResult::Outcome::Abandoned, {}}));
     if (saved && before == Extent(*project))
         project->untaint(QStringLiteral("saveVelaProject"));
     return saved;
@@ -116,11 +96,28 @@ bool ProjectFileJob::finishSave(const QString& path, const ProjectFile::SaveResu
                                .arg(fileName(path), result.reason));
         return true;
     }
+    if (result.outcome == Outcome::Abandoned) {
+        reportStopped(path);
+        return false;
+    }
     if (result.outcome == Outcome::CouldNotOpen)
         qWarning("Could not open file for saving, skipping...");
     qWarning("ProjectFile: not saved: %s, skipping...", qUtf8Printable(result.reason));
     emit errorOccurred(tr("Could not save %1: %2.").arg(fileName(path), result.reason));
     return false;
+}
+
+void ProjectFileJob::reportStopped(const QString& path)
+{
+    if (!wasLeftBehind()) {
+        qWarning("ProjectFile: not saved: stopped, skipping...");
+        emit errorOccurred(tr("%1 was not saved.").arg(fileName(path)));
+        return;
+    }
+    qWarning("ProjectFile: not saved: the disk does not answer, skipping...");
+    emit errorOccurred(
+        tr("%1 was not saved: the disk does not answer. Save the project somewhere else.")
+            .arg(fileName(path)));
 }
 
 bool ProjectFileJob::load(const QString& path, const ProjectHandle& project)
@@ -132,10 +129,13 @@ bool ProjectFileJob::load(const QString& path, const ProjectHandle& project)
     }
     if (!begin())
         return false;
-    ProjectFile::LoadResult result;
-    runBeside([&] { result = ProjectFile::load(path, &m_abandon); }, [this] { cancel(); });
+    const auto result =
+        m_work.run(kThreadName, SideWork::AtQuit::Stop, [path](const std::atomic_bool& isStopped) {
+            return ProjectFile::load(path, &isStopped);
+        });
     m_running = false;
-    return finishLoad(path, result, project);
+    const ProjectFile::LoadResult abandoned{ProjectFile::LoadResult::Outcome::Abandoned, {}, {}};
+    return finishLoad(path, result.value_or(abandoned), project);
 }
 
 bool ProjectFileJob::finishLoad(const QString& path, const ProjectFile::LoadResult& result,

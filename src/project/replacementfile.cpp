@@ -92,8 +92,9 @@ bool setMode(int fd, mode_t mode)
 
 } // namespace
 
-ReplacementFile::ReplacementFile(const QString& path)
+ReplacementFile::ReplacementFile(const QString& path, const std::atomic_bool* abandon)
     : m_target(QFile::encodeName(path))
+    , m_abandon(abandon)
 {
 }
 
@@ -104,9 +105,15 @@ ReplacementFile::~ReplacementFile()
 
 bool ReplacementFile::fail(int error)
 {
-    setErrorString(qt_error_string(error));
+    explain(error);
     discard();
     return false;
+}
+
+// Who has abandoned the file may be gone, and the translations with it.
+void ReplacementFile::explain(int error)
+{
+    setErrorString(isAbandoned() ? QStringLiteral("abandoned") : qt_error_string(error));
 }
 
 bool ReplacementFile::open(OpenMode mode)
@@ -165,12 +172,16 @@ qint64 ReplacementFile::writeData(const char* data, qint64 size)
 {
     qint64 written = 0;
     while (written < size) {
+        if (isAbandoned()) {
+            explain(ECANCELED);
+            return -1;
+        }
         const ssize_t count =
             ::pwrite(m_fd, data + written, size_t(size - written), pos() + written);
         if (count > 0) {
             written += count;
         } else if (count == 0 || errno != EINTR) {
-            setErrorString(qt_error_string(count == 0 ? EIO : errno));
+            explain(count == 0 ? EIO : errno);
             return -1;
         }
     }
@@ -198,7 +209,7 @@ bool ReplacementFile::carryAttributesOver()
 
 bool ReplacementFile::putInPlace()
 {
-    return carryAttributesOver() && sync(m_fd) &&
+    return carryAttributesOver() && sync(m_fd) && !isAbandoned() &&
            ::rename(m_newFile.constData(), m_target.constData()) == 0;
 }
 

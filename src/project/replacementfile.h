@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QIODevice>
 
+#include <atomic>
 #include <sys/stat.h>
 
 /// Writes a file that takes the place of another only when it is complete and
@@ -17,12 +18,14 @@
 /// link to the old file keeps the old contents.
 ///
 /// One thread, on which writing blocks. Failures: false or short counts, with
-/// the system's words in `errorString()`.
+/// the system's words in `errorString()`. Another thread may abandon the whole:
+/// then nothing more is written or put in place.
 class ReplacementFile : public QIODevice {
     Q_OBJECT
 
 public:
-    explicit ReplacementFile(const QString& path);
+    /// `abandon` may be null; otherwise it outlives this object.
+    explicit ReplacementFile(const QString& path, const std::atomic_bool* abandon = nullptr);
 
     /// Discards the new file unless `commit()` has put it in place.
     ~ReplacementFile() override;
@@ -38,6 +41,8 @@ public:
         OnDisk,  ///< the new file is there for good
     };
 
+    [[nodiscard]] bool isAbandoned() const { return m_abandon != nullptr && *m_abandon; }
+
     /// Open → in place. Call once. The system's words are in `errorString()` of
     /// anything but OnDisk.
     [[nodiscard]] Commit commit();
@@ -48,6 +53,7 @@ protected:
 
 private:
     bool fail(int error);
+    void explain(int error);
     bool examineTarget();
     bool makeNewFile();
     bool carryAttributesOver();
@@ -59,4 +65,5 @@ private:
     struct stat m_old = {};
     bool m_hasOld = false;
     int m_fd = -1;
+    const std::atomic_bool* m_abandon;
 };

@@ -1,6 +1,7 @@
 #include "app/activitystrip.h"
 #include "app/filework.h"
 #include "media/devices/mediaplatform.h"
+#include "project/stalling.h"
 #include "support/files.h"
 #include "support/hangingserver.h"
 #include "support/logcatcher.h"
@@ -141,22 +142,52 @@ private slots:
         QCOMPARE(loaded->tracks[0]->samples, project->tracks[0]->samples);
     }
 
-    void aSaveOffersNoCancelAndIsFinishedWhenTheEndIsRequested()
+    void aSaveIsFinishedWhenTheEndIsRequested()
     {
         const ProjectHandle project = VelaProject::create();
-        project->addTrack({}, 1)->samples[0] = signal_makers::ramp(200000, -1.0F, 1.0F);
+        project->addTrack({}, 1)->samples[0] = signal_makers::noise(5000000, 1, 1.0F);
         QString text;
-        bool cancellable = true;
+        QString cancelToolTip;
+        bool cancellable = false;
         meanwhile([&] {
             text = shown();
             cancellable = cancelButton()->isVisible();
+            cancelToolTip = cancelButton()->toolTip();
             m_work->requestEnd();
         });
         m_work->save(in(QStringLiteral("song.vela")), project);
         QCOMPARE(text, "Saving song.vela…");
-        QVERIFY(!cancellable);
+        QVERIFY(cancellable);
+        QCOMPARE(cancelToolTip, "Stop saving");
         QVERIFY(!project->tainted);
         QVERIFY(QFile::exists(in(QStringLiteral("song.vela"))));
+    }
+
+    void theStripsButtonStopsASaveThatStalls()
+    {
+        const ProjectHandle project = VelaProject::create();
+        project->addTrack({}, 1);
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            if (stalling::waiting() == 0)
+                return;
+            poll.stop();
+            cancelButton()->click();
+        });
+        poll.start(1);
+        writeFile(in("dead.vela"), "old");
+        stalling::begin(stalling::Call::Sync, in(".dead.vela"), std::chrono::seconds(20));
+        m_work->save(in("dead.vela"), project);
+        QVERIFY(m_work->isDiskSilent() && !m_work->isRunning() && m_control->isEnabled());
+        QCOMPARE(shown(), "dead.vela was not saved: the disk does not answer. "
+                          "Save the project somewhere else.");
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "the disk does not answer"), 1);
+        QVERIFY(project->tainted);
+        m_work->save(in("song.vela"), project);
+        QVERIFY(!m_work->isDiskSilent() && !project->tainted);
+        stalling::release();
+        QTRY_COMPARE(stalling::threadsNamed("project-file"), 0);
+        QCOMPARE(readFile(in("dead.vela")), "old");
     }
 
     void aFailedSaveIsShownAndTheProjectStaysTainted()

@@ -3,6 +3,7 @@
 #include "app/vela.h"
 #include "media/devices/mediaplatform.h"
 #include "project/projectfile.h"
+#include "project/stalling.h"
 #include "settings/settings.h"
 #include "support/files.h"
 #include "support/foldersuite.h"
@@ -14,6 +15,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -284,6 +286,42 @@ private slots:
         chooseInNextFileDialog({}, &shown);
         m_window->load({});
         QCOMPARE(shown, in(QStringLiteral("songs")));
+    }
+
+    void whenTheDiskDoesNotAnswerTheUserCanStopTheSaveAndIsAskedBeforeTheEnd()
+    {
+        const auto settings =
+            QSharedPointer<Settings>::create(QString(), QString(), QString(), in("Vela.ini"));
+        m_window->setSettings(settings);
+        QVERIFY(QDir(folder()).mkdir("songs"));
+        m_window->addTrack();
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            if (stalling::waiting() == 0)
+                return;
+            poll.stop();
+            m_window->close();
+            m_window->findChild<QPushButton*>("pushButtonActivity")->click();
+        });
+        poll.start(1);
+        QStringList seen;
+        pressInNextBox("&Cancel", &seen);
+        stalling::begin(stalling::Call::Sync, in("songs"), std::chrono::seconds(20));
+        save(in("songs/take.vela"));
+        QCOMPARE(log().takeContaining(QtWarningMsg, "the disk does not answer"), 1);
+        QTRY_VERIFY(!seen.isEmpty());
+        QCOMPARE(seen[0], "Unsaved Changes");
+        QVERIFY(m_window->isVisible());
+
+        QString shown;
+        chooseInNextFileDialog({}, &shown);
+        m_window->save({});
+        QVERIFY(shown != in("songs"));
+        save(in("elsewhere.vela"));
+        QVERIFY(!m_window->project()->tainted);
+        stalling::release();
+        QTRY_COMPARE(stalling::threadsNamed("project-file"), 0);
+        QVERIFY(!QFile::exists(in("songs/take.vela")));
     }
 };
 

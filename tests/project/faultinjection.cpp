@@ -31,6 +31,8 @@ long watched(Call call)
         errno = reported;
         return -1;
     }
+    while (fault == Fault::Stall)
+        ::pause();
     if (fault == Fault::KillBefore)
         ::raise(SIGKILL);
     const long result = call(fault);

@@ -9,6 +9,7 @@ enum class Fault {
     Error,      ///< the call does nothing and reports `errorNumber`
     KillBefore, ///< the process dies instead of the call
     KillAfter,  ///< the process dies after the call
+    Stall,      ///< the call never comes back
     ShortWrite, ///< a write takes half of what it is given; other calls work
 };
 

@@ -7,6 +7,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QTimer>
 
 #include <cstdio>
 #include <sys/resource.h>
@@ -20,6 +21,7 @@ constexpr int kSaved = 0;
 constexpr int kKeptTainted = 3; ///< not saved, tainted, and a reason was given
 constexpr int kInconsistent = 4;
 constexpr int kSavedWithWarning = 5; ///< saved and clean, but a reason was given
+constexpr int kUserWaitsMs = 100;
 constexpr uid_t kNobody = 65534;
 
 Fault faultNamed(const QString& name)
@@ -30,6 +32,8 @@ Fault faultNamed(const QString& name)
         return Fault::KillBefore;
     if (name == QLatin1String("kill-after"))
         return Fault::KillAfter;
+    if (name == QLatin1String("stall"))
+        return Fault::Stall;
     return name == QLatin1String("short-write") ? Fault::ShortWrite : Fault::None;
 }
 
@@ -40,9 +44,12 @@ ProjectHandle projectFor(int seed, int frames)
     return project;
 }
 
-int saveOnce(const QString& path, const ProjectHandle& project)
+// If it is stopped, then a while after its beginning.
+int saveOnce(const QString& path, const ProjectHandle& project, bool isStopped = false)
 {
     ProjectFileJob job;
+    if (isStopped)
+        QTimer::singleShot(kUserWaitsMs, &job, &ProjectFileJob::cancel);
     QString reason;
     QObject::connect(&job, &ProjectFileJob::errorOccurred, &job,
                      [&](const QString& message) { reason = message; });
@@ -73,12 +80,13 @@ private:
     bool m_isSet = false;
 };
 
-int saveWithin(const QString& fileSizeLimit, const QString& path, const ProjectHandle& project)
+int saveWithin(const QString& fileSizeLimit, const QString& path, const ProjectHandle& project,
+               bool isStopped)
 {
     if (fileSizeLimit.isEmpty())
-        return saveOnce(path, project);
+        return saveOnce(path, project, isStopped);
     const FileSizeLimit limit(fileSizeLimit.toULong());
-    return limit.isSet() ? saveOnce(path, project) : kInconsistent;
+    return limit.isSet() ? saveOnce(path, project, isStopped) : kInconsistent;
 }
 
 // Two projects take turns until somebody ends the process.
@@ -102,6 +110,7 @@ int main(int argc, char** argv)
                        {QStringLiteral("frames"), {}, QStringLiteral("n"), QStringLiteral("10")},
                        {QStringLiteral("for-ever"), {}},
                        {QStringLiteral("as-nobody"), {}},
+                       {QStringLiteral("stopped"), {}},
                        {QStringLiteral("file-size-limit"), {}, QStringLiteral("bytes")},
                        {QStringLiteral("strike"), {}, QStringLiteral("call")},
                        {QStringLiteral("fault"), {}, QStringLiteral("kind")},
@@ -120,7 +129,8 @@ int main(int argc, char** argv)
     fault_injection::strike(parser.value(QStringLiteral("strike")).toInt(),
                             faultNamed(parser.value(QStringLiteral("fault"))),
                             parser.value(QStringLiteral("errno")).toInt());
-    const int result = saveWithin(parser.value(QStringLiteral("file-size-limit")), path, project);
+    const int result = saveWithin(parser.value(QStringLiteral("file-size-limit")), path, project,
+                                  parser.isSet(QStringLiteral("stopped")));
     std::printf("%d\n", fault_injection::callCount());
     return result;
 }

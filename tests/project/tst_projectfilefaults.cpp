@@ -205,6 +205,30 @@ private slots:
         QCOMPARE(entries(), QStringList{"song.vela"});
     }
 
+    void aProcessEndsBesideACallThatNeverComesBack_data()
+    {
+        QTest::addColumn<int>("frames");
+        QTest::newRow("small") << kSmallFrames;
+        QTest::newRow("large") << kLargeFrames;
+    }
+
+    void aProcessEndsBesideACallThatNeverComesBack()
+    {
+        QFETCH(int, frames);
+        saveOld(frames);
+        const int calls = save(1, frames, {}).calls;
+        for (int call = 1; call <= calls; ++call) {
+            const Run result =
+                save(2, frames, {"--strike", number(call), "--fault", "stall", "--stopped"});
+            QCOMPARE(result.exitCode, kKeptTainted);
+            QVERIFY(result.log.contains("the disk does not answer, skipping..."));
+            const bool isInPlace = call == calls; // but its folder may not be on disk
+            QCOMPARE(seedOnDisk(frames, {1, 2}), isInPlace ? 2 : 1);
+        }
+        QCOMPARE(save(1, frames, {}).exitCode, kSaved);
+        QCOMPARE(entries(), QStringList{"song.vela"});
+    }
+
     void aWriteThatTakesOnlyAPartIsGoneOnWith()
     {
         const int calls = save(1, kLargeFrames, {}).calls;

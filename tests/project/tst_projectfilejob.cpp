@@ -260,13 +260,32 @@ private slots:
         QCOMPARE(difference(*project, *awkward()), QString());
     }
 
-    void cancelDoesNotAbandonASave()
+    void cancelStopsASaveAndLeavesTheOldFile()
+    {
+        writeFile(path(), "old");
+        const auto project = noisy(5'000'000, 1);
+        project->taint(QStringLiteral("record"));
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        whileBusy([&] { job.cancel(); });
+        QVERIFY(!job.save(path(), project));
+        QVERIFY(project->tainted && !job.wasLeftBehind());
+        QCOMPARE(log().take(QtWarningMsg, "ProjectFile: not saved: stopped, skipping..."), 1);
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(), "song.vela was not saved.");
+        QCOMPARE(entries(), QStringList{"song.vela"});
+        QCOMPARE(readFile(path()), "old");
+    }
+
+    void aCancelledSaveDoesNotSpoilTheNext()
     {
         ProjectFileJob job;
-        const auto project = noisy(200'000, 1);
+        job.cancel();
+        QVERIFY(job.save(path(), awkward()));
         whileBusy([&] { job.cancel(); });
-        QVERIFY(job.save(path(), project));
-        QCOMPARE(difference(*ProjectFile::load(path()).loaded, *project), QString());
+        QVERIFY(!job.save(path(), noisy(5'000'000, 1)));
+        QCOMPARE(log().takeContaining(QtWarningMsg, "stopped"), 1);
+        QVERIFY(job.save(path(), awkward()));
     }
 
     void aCancelledLoadDoesNotSpoilTheNext()
