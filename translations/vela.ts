@@ -87,6 +87,10 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
+        <source>there is not enough memory left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
         <source>the project is larger than a project file can be</source>
         <translation type="unfinished"></translation>
     </message>

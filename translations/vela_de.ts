@@ -87,6 +87,10 @@
         <translation>eine Spur ist länger, als eine Projektdatei sie fassen kann</translation>
     </message>
     <message>
+        <source>there is not enough memory left</source>
+        <translation>es ist nicht genug Arbeitsspeicher frei</translation>
+    </message>
+    <message>
         <source>the project is larger than a project file can be</source>
         <translation>das Projekt ist größer, als eine Projektdatei sein kann</translation>
     </message>

@@ -183,15 +183,13 @@ void ProjectFile::adopt(const ProjectHandle& project, const VelaProject& loaded)
     project->tracks = loaded.tracks;
 }
 
-SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, qint64 maxBodyBytes,
-                             const std::atomic_bool* abandon)
+SaveResult ProjectFile::write(ReplacementFile& file, const ProjectHandle& project,
+                              qint64 maxBodyBytes)
 {
     const QString tooLarge = tr("the project is larger than a project file can be");
     if (hasOverlongChannel(*project))
         return {SaveResult::Outcome::TooLarge,
                 tr("a track is longer than a project file can hold")};
-    const FileSizeSignalGuard guard;
-    ReplacementFile file(path, abandon);
     if (!file.open(QIODevice::WriteOnly))
         return failure(file, SaveResult::Outcome::CouldNotOpen, file.errorString());
     QDataStream stream(&file);
@@ -211,6 +209,19 @@ SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, 
     if (stream.status() != QDataStream::Ok)
         return failure(file, SaveResult::Outcome::WriteFailed, file.errorString());
     return outcomeOf(file.commit(), file);
+}
+
+SaveResult ProjectFile::save(const ProjectHandle& project, const QString& path, qint64 maxBodyBytes,
+                             const std::atomic_bool* abandon)
+{
+    const FileSizeSignalGuard guard;
+    ReplacementFile file(path, abandon);
+    try {
+        return write(file, project, maxBodyBytes);
+    } catch (const std::bad_alloc&) {
+        return failure(file, SaveResult::Outcome::WriteFailed,
+                       tr("there is not enough memory left"));
+    }
 }
 
 LoadResult ProjectFile::read(QIODevice& device, qint64 maxMemoryBytes)

@@ -8,6 +8,8 @@
 
 #include <atomic>
 
+class ReplacementFile;
+
 /// The ".vela" project file: a short header and the compressed payload.
 /// docs/file-format.md describes the bytes.
 ///
@@ -76,4 +78,8 @@ public:
     /// Gives up soon after `*abandon` turns true (may be null).
     [[nodiscard]] static LoadResult load(const QString& path,
                                          const std::atomic_bool* abandon = nullptr);
+
+private:
+    [[nodiscard]] static SaveResult write(ReplacementFile& file, const ProjectHandle& project,
+                                          qint64 maxBodyBytes);
 };

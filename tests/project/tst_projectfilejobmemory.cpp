@@ -11,6 +11,9 @@
 #include <QTest>
 
 #include <limits>
+#include <memory>
+#include <new>
+#include <vector>
 
 using namespace project_samples;
 
@@ -25,6 +28,19 @@ class TestProjectFileJobMemory : public FolderSuite {
     Q_OBJECT
 
 private:
+    /// In pieces that leave room for a few words.
+    static std::vector<std::unique_ptr<char[]>> allFreeMemory()
+    {
+        constexpr std::size_t kPieceBytes = 16384;
+        std::vector<std::unique_ptr<char[]>> pieces;
+        try {
+            while (true)
+                pieces.push_back(std::make_unique<char[]>(kPieceBytes));
+        } catch (const std::bad_alloc&) {
+            return pieces;
+        }
+    }
+
     [[nodiscard]] QString longFile() const
     {
         QString path = in(QStringLiteral("song.vela"));
@@ -53,6 +69,25 @@ private slots:
         QCOMPARE(errors[0][0].toString(), "Could not load song.vela: " + reason + '.');
         QVERIFY(project->tainted);
         QCOMPARE(difference(*project, *awkward()), QString());
+    }
+
+    void aSaveThatMemoryRunsOutInSaysSoAndLeavesTheFileAlone()
+    {
+        const QString path = in(QStringLiteral("song.vela"));
+        writeFile(path, "old");
+        const auto project = VelaProject::create();
+        project->addTrack({}, 1)->samples[0].resize(kLongFileBytes / 16);
+        ProjectFile::SaveResult result;
+        {
+            const AddressSpaceLimit limit(0);
+            QVERIFY(limit.isSet());
+            const std::vector<std::unique_ptr<char[]>> taken = allFreeMemory();
+            result = ProjectFile::save(project, path);
+        }
+        QCOMPARE(result.outcome, ProjectFile::SaveResult::Outcome::WriteFailed);
+        QCOMPARE(result.reason, "there is not enough memory left");
+        QCOMPARE(readFile(path), "old");
+        QCOMPARE(entries(), QStringList{"song.vela"});
     }
 
     void memoryThatRunsOutWithinTheBudgetIsTheSame()
