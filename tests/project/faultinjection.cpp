@@ -14,6 +14,7 @@ using fault_injection::Fault;
 namespace {
 
 std::atomic<int> calls = 0;
+std::atomic<bool> stalled = false;
 int struckCall = 0;
 Fault struckBy = Fault::None;
 int reported = 0;
@@ -31,6 +32,7 @@ long watched(Call call)
         errno = reported;
         return -1;
     }
+    stalled = stalled || fault == Fault::Stall;
     while (fault == Fault::Stall)
         ::pause();
     if (fault == Fault::KillBefore)
@@ -68,6 +70,11 @@ void fault_injection::strike(int callNumber, Fault fault, int errorNumber)
 int fault_injection::callCount()
 {
     return calls;
+}
+
+bool fault_injection::isStalled()
+{
+    return stalled;
 }
 
 // The C library's own declarations differ in attributes that say nothing here.

@@ -20,4 +20,7 @@ void strike(int callNumber, Fault fault, int errorNumber);
 /// How many watched calls there have been since.
 int callCount();
 
+/// Whether a call is stalled. Any thread.
+bool isStalled();
+
 } // namespace fault_injection

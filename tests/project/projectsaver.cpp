@@ -21,7 +21,7 @@ constexpr int kSaved = 0;
 constexpr int kKeptTainted = 3; ///< not saved, tainted, and a reason was given
 constexpr int kInconsistent = 4;
 constexpr int kSavedWithWarning = 5; ///< saved and clean, but a reason was given
-constexpr int kUserWaitsMs = 100;
+constexpr int kLookMs = 5;
 constexpr uid_t kNobody = 65534;
 
 Fault faultNamed(const QString& name)
@@ -44,12 +44,17 @@ ProjectHandle projectFor(int seed, int frames)
     return project;
 }
 
-// If it is stopped, then a while after its beginning.
+// If it is stopped, then in the call that stalls.
 int saveOnce(const QString& path, const ProjectHandle& project, bool isStopped = false)
 {
     ProjectFileJob job;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &job, [&job] {
+        if (fault_injection::isStalled())
+            job.cancel();
+    });
     if (isStopped)
-        QTimer::singleShot(kUserWaitsMs, &job, &ProjectFileJob::cancel);
+        look.start(kLookMs);
     QString reason;
     QObject::connect(&job, &ProjectFileJob::errorOccurred, &job,
                      [&](const QString& message) { reason = message; });

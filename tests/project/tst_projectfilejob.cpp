@@ -106,6 +106,20 @@ private slots:
         QCOMPARE(errors[0][0].toString(), "Could not save song.vela: " + reason + '.');
     }
 
+    void aLoadThatCannotOpenWarnsSaysWhyAndLeavesTheProjectAlone()
+    {
+        const auto project = awkward();
+        ProjectFileJob job;
+        const QSignalSpy errors(&job, &ProjectFileJob::errorOccurred);
+        QVERIFY(!job.load(path(), project));
+        QVERIFY(project->tainted);
+        QCOMPARE(difference(*project, *awkward()), QString());
+        QCOMPARE(log().take(QtWarningMsg, "Could not open file for loading, skipping..."), 1);
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0][0].toString(),
+                 "Could not load song.vela: " + qt_error_string(ENOENT) + '.');
+    }
+
     void aSaveOfTooLongATrackSaysSoAndStaysTainted()
     {
         const auto project = overlong();
