@@ -1,9 +1,10 @@
 #include "faultinjection.h"
 
+#include "project/interposed.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
 #include <cstdint>
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -43,21 +44,21 @@ long watched(Call call)
     return result;
 }
 
-ssize_t watchedWrite(int fd, const void* data, size_t size, off_t offset)
+} // namespace
+
+int interposed::openFile(const char* path, int flags, mode_t mode)
+{
+    const auto call = [=](Fault) { return ::syscall(SYS_openat, AT_FDCWD, path, flags, mode); };
+    return static_cast<int>((flags & O_CREAT) != 0 ? watched(call) : call(Fault::None));
+}
+
+ssize_t interposed::writeAt(int fd, const void* data, size_t size, off_t offset)
 {
     return watched([=](Fault fault) {
         const size_t taken = fault == Fault::ShortWrite && size > 1 ? size / 2 : size;
         return ::syscall(SYS_pwrite64, fd, data, taken, offset);
     });
 }
-
-int openFile(const char* path, int flags, mode_t mode)
-{
-    const auto call = [=](Fault) { return ::syscall(SYS_openat, AT_FDCWD, path, flags, mode); };
-    return static_cast<int>((flags & O_CREAT) != 0 ? watched(call) : call(Fault::None));
-}
-
-} // namespace
 
 void fault_injection::strike(int callNumber, Fault fault, int errorNumber)
 {
@@ -79,34 +80,6 @@ bool fault_injection::isStalled()
 
 // The C library's own declarations differ in attributes that say nothing here.
 extern "C" {
-
-int open(const char* path, int flags, ...)
-{
-    va_list rest;
-    va_start(rest, flags);
-    const auto mode = static_cast<mode_t>(va_arg(rest, unsigned));
-    va_end(rest);
-    return openFile(path, flags, mode);
-}
-
-int open64(const char* path, int flags, ...)
-{
-    va_list rest;
-    va_start(rest, flags);
-    const auto mode = static_cast<mode_t>(va_arg(rest, unsigned));
-    va_end(rest);
-    return openFile(path, flags, mode);
-}
-
-ssize_t pwrite(int fd, const void* data, size_t size, off_t offset)
-{
-    return watchedWrite(fd, data, size, offset);
-}
-
-ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset)
-{
-    return watchedWrite(fd, data, size, offset);
-}
 
 int fsync(int fd)
 {

@@ -1,5 +1,7 @@
 #include "project/stalling.h"
 
+#include "project/interposed.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -7,7 +9,6 @@
 #include <atomic>
 #include <climits>
 #include <condition_variable>
-#include <cstdarg>
 #include <fcntl.h>
 #include <fstream>
 #include <mutex>
@@ -58,21 +59,21 @@ void pass(Call call, int fd)
         pass(call, path.data());
 }
 
-int openFile(const char* path, int flags, mode_t mode)
+} // namespace
+
+int interposed::openFile(const char* path, int flags, mode_t mode)
 {
     if (isUsed)
         pass(Call::Open, path);
     return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-ssize_t writeAt(int fd, const void* data, size_t size, off_t offset)
+ssize_t interposed::writeAt(int fd, const void* data, size_t size, off_t offset)
 {
     if (isUsed)
         pass(Call::Write, fd);
     return ::syscall(SYS_pwrite64, fd, data, size, offset);
 }
-
-} // namespace
 
 void stalling::begin(Call call, const QString& folder, std::chrono::milliseconds atMost)
 {
@@ -114,34 +115,6 @@ int stalling::threadsNamed(const QByteArray& name)
 
 // The C library's own declarations differ in attributes that say nothing here.
 extern "C" {
-
-int open(const char* path, int flags, ...)
-{
-    va_list rest;
-    va_start(rest, flags);
-    const auto mode = static_cast<mode_t>(va_arg(rest, unsigned));
-    va_end(rest);
-    return openFile(path, flags, mode);
-}
-
-int open64(const char* path, int flags, ...)
-{
-    va_list rest;
-    va_start(rest, flags);
-    const auto mode = static_cast<mode_t>(va_arg(rest, unsigned));
-    va_end(rest);
-    return openFile(path, flags, mode);
-}
-
-ssize_t pwrite(int fd, const void* data, size_t size, off_t offset)
-{
-    return writeAt(fd, data, size, offset);
-}
-
-ssize_t pwrite64(int fd, const void* data, size_t size, off64_t offset)
-{
-    return writeAt(fd, data, size, offset);
-}
 
 int fsync(int fd)
 {
