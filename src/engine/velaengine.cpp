@@ -266,9 +266,11 @@ void VelaEngine::startRecording()
     updateDiagnosticsTimer();
 }
 
-void VelaEngine::beginTake(const QString& name)
+void VelaEngine::beginTake(const QString& name, bool muted, bool solo)
 {
     m_recordTrack = m_project->addTrack(name, 1);
+    m_recordTrack->muted = muted;
+    m_recordTrack->solo = solo;
     m_takeWriter.emplace(m_recordTrack);
     emit structureChanged();
 }
@@ -336,8 +338,10 @@ bool VelaEngine::keepCaptured(const float* samples, qint64 frames)
 {
     try {
         while (frames > 0) {
-            if (m_recordTrack->length() >= m_maxTakeFrames)
-                beginTake(QString(m_recordTrack->name));
+            if (m_recordTrack->length() >= m_maxTakeFrames) {
+                const TrackHandle full = m_recordTrack;
+                beginTake(full->name, full->muted, full->solo);
+            }
             const qint64 part = std::min(frames, m_maxTakeFrames - m_recordTrack->length());
             m_takeWriter->append(samples, static_cast<qsizetype>(part));
             samples += part * m_recordTrack->channels;

@@ -46,7 +46,7 @@ public:
     /// On the machine's devices.
     explicit VelaEngine(QObject* parent = nullptr);
 
-    /// A take goes on in a new track when it has `maxTakeFrames`, at least one:
+    /// A take goes on in a new track like it when it has `maxTakeFrames`, at least one:
     /// a longer one could not be saved.
     explicit VelaEngine(NodeMakers makers, QObject* parent = nullptr,
                         qint64 maxTakeFrames = kMaxChannelSamples);
@@ -117,7 +117,7 @@ private:
     void pumpPlayback();
     void fillRing();
     void pumpRecording();
-    void beginTake(const QString& name);
+    void beginTake(const QString& name, bool muted = false, bool solo = false);
     [[nodiscard]] bool keepCaptured(const float* samples, qint64 frames);
     void renderBlock();
     void finishPlayback();

@@ -1,10 +1,10 @@
 #include "engine/deviceselection.h"
+#include "media/audio/audioformats.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
 #include "support/soundserver.h"
 
 #include <QAudioDevice>
-#include <QAudioFormat>
 #include <QCoreApplication>
 #include <QTest>
 
@@ -17,15 +17,6 @@ class TestDeviceSelection : public QObject {
     static constexpr int kPatienceMs = 20000;
 
     SoundServer m_server{SoundServer::Options{.extraSinks = {QStringLiteral("second")}}};
-
-    static QAudioFormat format(int channels)
-    {
-        QAudioFormat format;
-        format.setSampleFormat(QAudioFormat::Float);
-        format.setChannelCount(channels);
-        format.setSampleRate(44100);
-        return format;
-    }
 
 private slots:
 
@@ -41,15 +32,13 @@ private slots:
     void theDefaultIsTakenBeforeTheFirstOfTheList()
     {
         QVERIFY(DeviceManager::instance().audioOutputs().constFirst().id() != "second");
-        QCOMPARE(device_selection::outputFor(format(2)).id(), "second");
-        QCOMPARE(device_selection::inputFor(format(1)).id(), "mic");
+        QCOMPARE(device_selection::outputFor(stereo()).id(), "second");
+        QCOMPARE(device_selection::inputFor(mono()).id(), "mic");
     }
 
     void aFormatThatNoDeviceSupportsFindsNone()
     {
-        QAudioFormat none = format(2);
-        none.setSampleRate(-1);
-        QVERIFY(device_selection::outputFor(none).isNull());
+        QVERIFY(device_selection::outputFor(floatFormat(2, -1)).isNull());
     }
 };
 

@@ -126,14 +126,23 @@ private slots:
         QCOMPARE(right, kTenMinutes);
     }
 
-    void aTakeThatIsFullGoesOnInANewTrackOfItsName()
+    void aTakeThatIsFullGoesOnInANewTrackLikeIt()
     {
         const auto engine = makeEngine(10000);
         QList<qsizetype> tracks;
-        connect(engine.get(), &VelaEngine::structureChanged, this,
-                [&] { tracks << m_project->tracks.size(); });
+        QStringList heard;
+        connect(engine.get(), &VelaEngine::structureChanged, this, [&] {
+            tracks << m_project->tracks.size();
+            const TrackHandle newest = m_project->tracks.constLast();
+            heard << (newest->muted ? "muted" : newest->solo ? "alone" : "with the others");
+            if (tracks.size() == 3) {
+                newest->muted = true;
+                newest->solo = false;
+            }
+        });
         engine->startRecording();
         engine->recordTrack()->name = QStringLiteral("Voice");
+        engine->recordTrack()->solo = true;
         const auto captured = [this] {
             qint64 frames = 0;
             for (const TrackHandle& track : m_project->tracks)
@@ -142,6 +151,7 @@ private slots:
         };
         QTRY_COMPARE_WITH_TIMEOUT(captured(), qint64{kRateHz}, kPatienceMs);
         QCOMPARE(tracks, (QList<qsizetype>{1, 2, 3, 4, 5}));
+        QCOMPARE(heard, (QStringList{"with the others", "alone", "alone", "muted", "muted"}));
         QCOMPARE(engine->recordTrack(), m_project->tracks.constLast());
         engine->stopRecording();
         qint64 next = 0;

@@ -424,10 +424,7 @@ private slots:
 /// The whole suite runs beside a sound server that hangs: importing needs none.
 int main(int argc, char** argv)
 {
-    const QTemporaryDir runtime;
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
-    const HangingServer server(runtime.filePath("native"));
-    qputenv("PULSE_SERVER", "unix:" + QFile::encodeName(runtime.filePath("native")));
+    const HangingServer server;
     prepareMediaPlatform();
     const QGuiApplication application(argc, argv);
     TestAudioImporter suite(server);

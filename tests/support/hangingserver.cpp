@@ -8,12 +8,14 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-HangingServer::HangingServer(const QString& path)
+HangingServer::HangingServer()
 {
     constexpr int kBacklog = 8;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const QByteArray name = QFile::encodeName(path);
+    const QByteArray name = QFile::encodeName(m_runtime.filePath(QStringLiteral("native")));
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_runtime.path()));
+    qputenv("PULSE_SERVER", "unix:" + name);
     if (name.size() >= static_cast<qsizetype>(sizeof address.sun_path))
         return;
     std::copy(name.begin(), name.end(), address.sun_path);

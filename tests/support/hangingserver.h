@@ -1,13 +1,14 @@
 #pragma once
 
-#include <QString>
+#include <QTemporaryDir>
 
 /// A sound server that hangs: a local socket that lets programs connect and
 /// never answers them. Lives as long as the object.
 class HangingServer {
 public:
-    /// Listens at `path`, which must be short enough for a socket's name.
-    explicit HangingServer(const QString& path);
+    /// Sets this process's environment so that it is the server to ask, for what
+    /// is made of the toolkit afterwards. `isListening()` tells whether that worked.
+    HangingServer();
     ~HangingServer();
     Q_DISABLE_COPY_MOVE(HangingServer)
 
@@ -17,5 +18,6 @@ public:
     [[nodiscard]] bool wasCalled() const;
 
 private:
+    QTemporaryDir m_runtime;
     int m_socket = -1;
 };
