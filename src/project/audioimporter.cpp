@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <new>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -50,6 +51,16 @@ bool readEnds(const QByteArray& path, const std::atomic_bool& isStopped)
     return isRead;
 }
 
+// Nothing where memory does not suffice.
+std::optional<QList<QList<float>>> channelsOf(SampleCollector& samples)
+{
+    try {
+        return samples.takeChannels();
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
 TrackHandle AudioImporter::importFile(const QString& path)
@@ -66,6 +77,7 @@ void AudioImporter::cancel()
 {
     m_cancelled = m_busy;
     m_wakening.stop();
+    m_conversion.stop();
     if (m_loop)
         m_loop->quit();
 }
@@ -140,7 +152,7 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
         switch (decoding.state()) {
         case DecoderRun::State::Finished:
             if (!decoding.samples().isEmpty())
-                return finish(path, decoding.samples());
+                return finish(path, std::move(decoding.samples()));
             break;
         case DecoderRun::State::Failed:
             return decoding.errorText().isEmpty() ? failToDecode(path) : fail(decoding.errorText());
@@ -173,16 +185,22 @@ void AudioImporter::report(int percent)
     emit progressChanged(percent);
 }
 
-TrackHandle AudioImporter::finish(const QString& path, SampleCollector& samples)
+// What the collector had to keep as it came is converted now, in one go.
+TrackHandle AudioImporter::finish(const QString& path, SampleCollector samples)
 {
     const int sourceChannels = samples.sourceChannels();
     auto track = TrackHandle::create(QFileInfo(path).baseName(), trackChannelsFor(sourceChannels),
                                      samples.sampleRate());
-    try {
-        track->samples = samples.takeChannels();
-    } catch (const std::bad_alloc&) {
+    auto channels =
+        m_conversion.run("import-convert", SideWork::AtQuit::Stop,
+                         [samples = std::move(samples)](const std::atomic_bool&) mutable {
+                             return channelsOf(samples);
+                         });
+    if (!channels || m_conversion.isStopped())
+        return {};
+    if (!*channels)
         return failToKeep(path);
-    }
+    track->samples = std::move(**channels);
     emit progressChanged(100);
     qDebug() << "Imported" << path << ":" << track->length() << "samples," << sourceChannels
              << "channels," << track->sampleRate << "Hz";

@@ -57,7 +57,7 @@ private:
     bool wakeDisk(const QString& path);
     TrackHandle run(const QString& path);
     TrackHandle decode(const QString& path, qint64 durationMs);
-    TrackHandle finish(const QString& path, SampleCollector& samples);
+    TrackHandle finish(const QString& path, SampleCollector samples);
     void report(int percent);
     TrackHandle fail(const QString& message);
     TrackHandle failToRead(const QFile& file);
@@ -65,6 +65,7 @@ private:
     TrackHandle failToKeep(const QString& path);
 
     SideWork m_wakening;
+    SideWork m_conversion;
     QEventLoop* m_loop = nullptr; ///< the one being waited in, if any
     bool m_busy = false;
     bool m_cancelled = false;

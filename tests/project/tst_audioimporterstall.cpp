@@ -65,6 +65,28 @@ private slots:
         QVERIFY2(ticks >= kFewestTicks, qPrintable(QString::number(ticks)));
     }
 
+    // A poll may miss the moment, so several are given the chance.
+    void theWindowGoesOnWhileOtherNumbersOfChannelsAreConverted()
+    {
+        constexpr qsizetype kFramesOfFour = 2000000;
+        constexpr int kMostImports = 20;
+        const QString path = in("four.wav");
+        writeFile(path, media_files::wav(media_files::WavFormat::Int16, 4, kRateHz,
+                                         QByteArray(kFramesOfFour * 8, '\1')));
+        int seen = 0;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this,
+                [&seen] { seen += stalling::threadsNamed("import-convert"); });
+        poll.start(0);
+        for (int number = 0; number < kMostImports && seen == 0; ++number) {
+            const Import import(path);
+            QVERIFY2(import.succeeded(), qPrintable(import.errors.join(u'|')));
+            QCOMPARE(import.track->length(), kFramesOfFour);
+            QCOMPARE(import.track->channels, 2);
+        }
+        QVERIFY(seen > 0);
+    }
+
     void aDiskThatDoesNotAnswerACancelIsLeftBehind()
     {
         const QString path = wavFile();
