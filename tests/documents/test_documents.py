@@ -182,7 +182,7 @@ class Documents(unittest.TestCase):
         names = {name for row in table.splitlines()
                  for name in re.findall(r"`([a-z-]+)`", row.split("|")[1])}
         code = "\n".join(path.read_text("utf-8") for path in (ROOT / "src").rglob("*.cpp"))
-        self.assertEqual(names, set(re.findall(r'"(audio-[a-z-]+|(?:project|import)-file)"', code)))
+        self.assertEqual(names, set(re.findall(r'"(audio-[a-z-]+|(?:project|import)-[a-z]+)"', code)))
 
     def test_the_tours_pictures_are_all_shown(self):
         tour = (ROOT / "scripts/tour").read_text("utf-8")
