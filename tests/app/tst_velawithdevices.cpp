@@ -1,6 +1,7 @@
 #include "app/iconbutton.h"
 #include "app/vela.h"
 #include "engine/velaengine.h"
+#include "media/audio/warmup.h"
 #include "media/devices/mediaplatform.h"
 #include "support/logcatcher.h"
 #include "support/paintcounter.h"
@@ -105,6 +106,7 @@ private slots:
     {
         registerResources();
         QVERIFY(m_server.start());
+        QVERIFY(isAudioWarm());
     }
 
     void init()
@@ -173,7 +175,7 @@ private slots:
     void playingMovesTheReadOutAndEndsByItself()
     {
         m_project->sampleRate = 48000;
-        addSound(48000);
+        addSound(qsizetype{5} * 48000);
         IconButton* play = button("pushButtonPlayStop");
         play->click();
         QVERIFY(m_project->playing);

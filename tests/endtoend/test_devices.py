@@ -62,9 +62,9 @@ class Devices(case.EditorCase):
         self.open_long_tune()
         self.start_playing()
         self.sound.kill()
-        self.require_answers(2.0)
-        self.sound.start()
-        self.require_answers(4.0)
+        self.require_answers(0.5)
+        self.sound.start()  # before the toolkit's only look, three seconds after the end
+        self.require_answers(5.5)
         self.require_sound_again()
 
     def test_frozen_server_does_not_freeze_the_window(self):

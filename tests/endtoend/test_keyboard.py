@@ -3,7 +3,7 @@
 from support import case
 from support.processes import stays_true, wait_until
 
-SECONDS = 5.0
+SECONDS = 20.0
 STRIP_MENU = ("Zoom In", "Zoom Out", "Higher Strip", "Lower Strip", "Remove Track")
 
 

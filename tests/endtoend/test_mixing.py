@@ -4,7 +4,7 @@ from support import case, samples
 from support.processes import wait_until
 
 SECONDS = 0.6
-SILENT_SECONDS = 3.0
+SILENT_SECONDS = 10.0
 
 
 class Mixing(case.EditorCase):
@@ -43,11 +43,12 @@ class Mixing(case.EditorCase):
         self.editor.open_audio(third)
         for name in self.editor.track_names():
             self.controls.press(f"Mute {name}")
-        self.assertEqual(samples.sounding_bytes(self.editor.play_to_the_end(20)), b"")
+        self.assertEqual(samples.sounding_bytes(self.editor.play_to_the_end(40)), b"")
 
     def test_strip_is_renamed_by_a_double_click(self):
         self.editor.rename("first", "  Drums ")
-        wait_until(lambda: self.editor.track_names() == ["Drums", "second"], 5, "the new name")
+        wait_until(lambda: self.editor.track_names() == ["Drums", "second"], 20.0,
+                   "the new name")
 
 
 if __name__ == "__main__":

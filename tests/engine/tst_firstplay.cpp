@@ -16,7 +16,7 @@ using media::audio::AudioNode;
 
 namespace {
 
-constexpr std::chrono::milliseconds kServerSleeps{500};
+constexpr std::chrono::milliseconds kServerSleeps{300};
 /// Well below what the two waits would take one after the other.
 constexpr std::chrono::milliseconds kMost = AudioNode::kCallBound + kServerSleeps / 2;
 

@@ -1,4 +1,5 @@
 #include "engine/velaengine.h"
+#include "media/audio/warmup.h"
 #include "media/devices/mediaplatform.h"
 #include "project/projectfilejob.h"
 #include "support/attempts.h"
@@ -50,7 +51,11 @@ class TestPlayWhileSaving : public QObject {
 
 private slots:
 
-    void initTestCase() { QVERIFY(m_server.start()); }
+    void initTestCase()
+    {
+        QVERIFY(m_server.start());
+        QVERIFY(isAudioWarm());
+    }
 
     void aSaveOfTenMinutesCausesNoUnderrun()
     {

@@ -20,6 +20,7 @@ namespace {
 
 constexpr int kRateHz = 44100;
 constexpr qint64 kAtOnceMs = 500;
+constexpr int kPatienceMs = 30000;
 
 } // namespace
 
@@ -34,8 +35,8 @@ private:
             return {};
         auto run = std::make_unique<DecoderRun>(std::move(file), -1, 50);
         run->start();
-        [[maybe_unused]] const bool delivered =
-            QTest::qWaitFor([&run] { return !run->samples().isEmpty() || run->isDone(); });
+        [[maybe_unused]] const bool delivered = QTest::qWaitFor(
+            [&run] { return !run->samples().isEmpty() || run->isDone(); }, kPatienceMs);
         return run;
     }
 
@@ -77,8 +78,8 @@ private slots:
         QCOMPARE(render_fault::rendererThreads(), 1);
         QVERIFY(drop(std::move(run)) < kAtOnceMs);
         QCOMPARE(RetiredDecoder::count(), 1);
-        QTRY_COMPARE(RetiredDecoder::count(), 0);
-        QCOMPARE(render_fault::rendererThreads(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(RetiredDecoder::count(), 0, kPatienceMs);
+        QTRY_COMPARE(render_fault::rendererThreads(), 0);
     }
 
     void aDecoderThatNeverDeliversIsGivenUp()
@@ -88,7 +89,7 @@ private slots:
         RetiredDecoder::retire(std::make_unique<QAudioDecoder>(), std::move(file),
                                std::make_unique<DecoderFaultGuard>());
         QCOMPARE(RetiredDecoder::count(), 1);
-        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(RetiredDecoder::count(), 0, kPatienceMs);
     }
 
     void aFinishedDecoderNeedsNoRetirement()
@@ -96,11 +97,11 @@ private slots:
         auto run = runToTheFirstBuffer();
         QVERIFY(run);
         QSignalSpy done(run.get(), &DecoderRun::done);
-        QVERIFY(done.wait(30'000));
+        QVERIFY(done.wait(kPatienceMs));
         QCOMPARE(run->state(), DecoderRun::State::Finished);
         run.reset();
         QCOMPARE(RetiredDecoder::count(), 0);
-        QCOMPARE(render_fault::rendererThreads(), 0);
+        QTRY_COMPARE(render_fault::rendererThreads(), 0);
     }
 
     // It may have missed its start, and fault yet: then stopping it would never end.
@@ -112,12 +113,12 @@ private slots:
         QVERIFY(file->open(QIODevice::ReadOnly));
         auto run = std::make_unique<DecoderRun>(std::move(file), -1, 50);
         run->start();
-        QTRY_VERIFY(run->isDone());
+        QTRY_VERIFY_WITH_TIMEOUT(run->isDone(), kPatienceMs);
         QCOMPARE(run->state(), DecoderRun::State::Finished);
         run.reset();
         QCOMPARE(RetiredDecoder::count(), 1);
-        QTRY_COMPARE(RetiredDecoder::count(), 0);
-        QCOMPARE(render_fault::rendererThreads(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(RetiredDecoder::count(), 0, kPatienceMs);
+        QTRY_COMPARE(render_fault::rendererThreads(), 0);
     }
 
     // Last, as its threads stay for good.
@@ -133,9 +134,9 @@ private slots:
         while (!guard->hasCaught() && !deadline.hasExpired())
             std::this_thread::yield();
         QVERIFY(guard->hasCaught());
-        QTRY_COMPARE(RetiredDecoder::count(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(RetiredDecoder::count(), 0, kPatienceMs);
         // Neither joined nor destroyed: the one at rest might have been the other.
-        QCOMPARE(render_fault::rendererThreads(), 2);
+        QTRY_COMPARE(render_fault::rendererThreads(), 2);
 
         // Indeed the fault was another's, and that of the abandoned one comes late.
         guard.reset();

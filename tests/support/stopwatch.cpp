@@ -29,12 +29,19 @@ Stopwatch::Stopwatch()
 
 void Stopwatch::restart()
 {
-    m_queuedNs = queuedNs();
-    m_clock.start();
+    do {
+        m_queuedNs = queuedNs();
+        m_clock.start();
+    } while (queuedNs() != m_queuedNs); // else they are not of one moment
 }
 
 qint64 Stopwatch::elapsedMs() const
 {
-    const qint64 elapsedNs = m_clock.nsecsElapsed();
-    return std::max(qint64{0}, elapsedNs - (queuedNs() - m_queuedNs)) / kNsPerMs;
+    qint64 queued = 0;
+    qint64 elapsedNs = 0;
+    do {
+        queued = queuedNs();
+        elapsedNs = m_clock.nsecsElapsed();
+    } while (queuedNs() != queued); // as above
+    return std::max(qint64{0}, elapsedNs - (queued - m_queuedNs)) / kNsPerMs;
 }

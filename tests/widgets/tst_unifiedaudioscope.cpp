@@ -149,6 +149,7 @@ private slots:
         const auto scope = shownScope({200, 50});
         int ticks = 0;
         connect(tickTimer(*scope), &QTimer::timeout, this, [&ticks] { ++ticks; });
+        QVERIFY(QTest::qWaitForWindowExposed(scope.get()));
         QTRY_VERIFY(ticks >= 1);
         PaintCounter paints(*scope);
         QTRY_VERIFY(ticks >= 3);

@@ -11,6 +11,7 @@ from .processes import Failure, Process, wait_until
 
 START_SECONDS = 15.0
 FIND_SECONDS = 15.0
+ANSWER_MS = 20000  # the library's own 0.8 s would give up a window that waits for its turn
 BUTTONS = ("push button", "toggle button", "check box")
 
 
@@ -44,6 +45,7 @@ class Application:
         import pyatspi  # after the session bus, see above
 
         self._atspi = pyatspi
+        pyatspi.setTimeout(ANSWER_MS, ANSWER_MS)
         self._root = wait_until(lambda: self._find_application(pid), START_SECONDS,
                                 "the program to appear on the accessibility bus")
         self._root.setCacheMask(pyatspi.cache.NONE)

@@ -7,7 +7,7 @@ from . import samples
 from .editor import Editor, Stage
 from .processes import Failure, wait_until
 
-TAB_SECONDS = 5.0
+TAB_SECONDS = 20.0
 MOST_TABS = 30
 PLAY_SECONDS = 20.0
 ATTEMPTS = 3

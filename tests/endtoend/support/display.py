@@ -37,7 +37,8 @@ class Display:
         width, height = self.size
         self._server = Process(
             ["Xvfb", "-displayfd", writer, "-screen", "0", f"{width}x{height}x24",
-             "-nolisten", "tcp", "-auth", server_key, "-noreset"],
+             "-nolisten", "tcp", "-auth", server_key, "-noreset",
+             "-r"],  # a key whose release comes late must not be typed twice
             self._folder / "xvfb.log", self.environment, pass_fds=(writer,))
         os.close(writer)
         with os.fdopen(reader) as pipe:
@@ -136,7 +137,8 @@ class Display:
 
     def click(self, x, y, button=LEFT, times=1):
         self.move(x, y)
-        self._xdotool("click", "--repeat", times, "--delay", "60", button)
+        # Without a pause, which a busy machine stretches beyond what is a double-click.
+        self._xdotool(*["mousedown", button, "mouseup", button] * times)
 
     def drag(self, start, end, button=LEFT):
         """Presses at start, goes to end in steps as a hand does, and lets go."""

@@ -55,6 +55,7 @@ private slots:
 
     void stopAfterAGiveUpMakesAFreshStart()
     {
+        m_device->limits.stallMs = kPatienceMs; // it gives up when it is told to
         m_device->limits.maxRebuilds = 0;
         FakeNode node(m_device);
         configure(node);
@@ -73,6 +74,7 @@ private slots:
 
     void giveUpOfAnEarlierRunIsNotHeardInTheNext()
     {
+        m_device->limits.stallMs = kPatienceMs; // it gives up when it is told to
         m_device->limits.maxRebuilds = 0;
         FakeNode node(m_device);
         configure(node);

@@ -389,6 +389,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(speaker().isNull(), kPatienceMs);
         QVERIFY(!node.start());
         QCOMPARE(m_log->take(QtWarningMsg, goneLine("AudioOutputNode", device)), 1);
+        // Where the sink takes its time to come back.
+        m_log->tolerate(QtWarningMsg, "AudioOutputNode: stream stalled silently");
         QVERIFY(m_server.loadSink("speaker"));
         QTRY_VERIFY_WITH_TIMEOUT(node.samplesDelivered() > 0, kPatienceMs);
         QCOMPARE(m_log->take(QtInfoMsg, backLine("AudioOutputNode", device)), 1);
