@@ -4,8 +4,11 @@
 #include <atomic>
 #include <cstddef>
 #include <dlfcn.h>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <pulse/context.h>
+#include <pulse/mainloop-api.h>
 #include <pulse/stream.h>
 #include <pulse/thread-mainloop.h>
 #include <vector>
@@ -15,29 +18,53 @@ namespace media::devices {
 namespace {
 
 /// Never destroyed, so that what it keeps stays reachable to the very end.
-class DroppedLoops {
+class Loops {
 public:
-    static DroppedLoops& instance()
+    static Loops& instance()
     {
-        static auto* const dropped = new DroppedLoops;
-        return *dropped;
+        static auto* const loops = new Loops;
+        return *loops;
     }
 
-    void keep(pa_threaded_mainloop* loop)
+    void keepDropped(pa_threaded_mainloop* loop)
     {
         const std::lock_guard lock(m_lock);
-        m_loops.push_back(loop);
+        m_dropped.push_back(loop);
     }
 
-    int count()
+    int dropped()
     {
         const std::lock_guard lock(m_lock);
-        return static_cast<int>(m_loops.size());
+        return static_cast<int>(m_dropped.size());
+    }
+
+    void note(const pa_mainloop_api* api, pa_threaded_mainloop* loop)
+    {
+        const std::lock_guard lock(m_lock);
+        m_apis[api] = loop;
+    }
+
+    /// Other connections may have had the same address before.
+    void note(const pa_context* context, const pa_mainloop_api* api)
+    {
+        const std::lock_guard lock(m_lock);
+        const auto known = m_apis.find(api);
+        m_contexts[context] = known == m_apis.end() ? nullptr : known->second;
+    }
+
+    /// The loop on whose thread the connection is, null for one without a thread.
+    pa_threaded_mainloop* of(const pa_context* context)
+    {
+        const std::lock_guard lock(m_lock);
+        const auto known = m_contexts.find(context);
+        return known == m_contexts.end() ? nullptr : known->second;
     }
 
 private:
     std::mutex m_lock;
-    std::vector<pa_threaded_mainloop*> m_loops;
+    std::vector<pa_threaded_mainloop*> m_dropped;
+    std::map<const pa_mainloop_api*, pa_threaded_mainloop*> m_apis;
+    std::map<const pa_context*, pa_threaded_mainloop*> m_contexts;
 };
 
 std::atomic<void (*)()> waitForStreams = nullptr;
@@ -47,7 +74,7 @@ void drop(pa_threaded_mainloop* loop)
     if (const auto wait = waitForStreams.load())
         wait();
     pa_threaded_mainloop_stop(loop);
-    DroppedLoops::instance().keep(loop);
+    Loops::instance().keepDropped(loop);
 }
 
 /// Where the toolkit puts what it writes to a dead stream; null otherwise.
@@ -70,7 +97,7 @@ void waitBeforeServerLoopEnds(void (*wait)())
 
 int droppedServerLoops()
 {
-    return DroppedLoops::instance().count();
+    return Loops::instance().dropped();
 }
 
 int lostWrites()
@@ -87,6 +114,36 @@ extern "C" {
 void pa_threaded_mainloop_free(pa_threaded_mainloop* m)
 {
     media::devices::drop(m);
+}
+
+pa_mainloop_api* pa_threaded_mainloop_get_api(pa_threaded_mainloop* m)
+{
+    using namespace media::devices;
+    static auto* const get = librarysOwn<decltype(pa_threaded_mainloop_get_api)>(__func__);
+    pa_mainloop_api* const api = get(m);
+    Loops::instance().note(api, m);
+    return api;
+}
+
+pa_context* pa_context_new(pa_mainloop_api* mainloop, const char* name)
+{
+    using namespace media::devices;
+    static auto* const make = librarysOwn<decltype(pa_context_new)>(__func__);
+    pa_context* const context = make(mainloop, name);
+    Loops::instance().note(context, mainloop);
+    return context;
+}
+
+void pa_context_disconnect(pa_context* c)
+{
+    using namespace media::devices;
+    static auto* const disconnect = librarysOwn<decltype(pa_context_disconnect)>(__func__);
+    pa_threaded_mainloop* const loop = Loops::instance().of(c);
+    if (loop == nullptr || pa_threaded_mainloop_in_thread(loop) != 0)
+        return disconnect(c);
+    pa_threaded_mainloop_lock(loop); // the caller may have it already
+    disconnect(c);
+    pa_threaded_mainloop_unlock(loop);
 }
 
 int pa_stream_begin_write(pa_stream* p, void** data, size_t* nbytes)
