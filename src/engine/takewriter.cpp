@@ -1,5 +1,7 @@
 #include "engine/takewriter.h"
 
+#include <QScopeGuard>
+
 #include <new>
 #include <utility>
 
@@ -33,12 +35,12 @@ void TakeWriter::makeRoom(qsizetype channel, qsizetype frames)
         return;
     // The take lets go; who still shares the samples then has a copy of the track.
     m_take->samples[channel] = QList<float>();
+    const auto giveBack = qScopeGuard([&] { m_take->samples[channel] = QList<float>(samples); });
     try {
         if (room < frames || !samples.needsDetach())
             samples.detachAndGrow(QArrayData::GrowsAtEnd, frames + kRoomAheadFrames, nullptr,
                                   nullptr);
     } catch (const std::bad_alloc&) {
-        m_take->samples[channel] = QList<float>(samples);
         if (room < frames)
             throw;
     }

@@ -178,17 +178,24 @@ void VelaEngine::startPlayback()
     if (m_playing || !m_project || !ensureAudio() || !m_outputUsable)
         return;
     m_project->playing = true;
-    m_project->play = m_project->cursor;
     m_playing = true;
-    m_mixedSinceStart = false;
     m_ended = false;
     m_playoutWait.reset();
+    goToCursor();
     // First, for it sets the figures to zero, and the first blocks count.
     updateDiagnosticsTimer();
     // The device asks for samples the moment it starts.
     fillRing();
-    m_outputNode->start();
+    // A thread that does not come back from there is left behind, and the ring with it.
+    if (!m_outputNode->start() && m_outputNode->queuedSamples() == 0)
+        goToCursor();
     m_playTimer->start();
+}
+
+void VelaEngine::goToCursor()
+{
+    m_project->play = m_project->cursor;
+    m_mixedSinceStart = false;
 }
 
 void VelaEngine::stopPlayback()
@@ -258,7 +265,7 @@ void VelaEngine::startRecording()
         qWarning() << "VelaEngine: cannot record — no input device";
         return;
     }
-    beginTake(tr("Recording"));
+    beginTake(Track(tr("Recording"), 1, m_project->sampleRate));
     m_project->recording = true;
     m_recording = true;
     m_inputNode->start();
@@ -266,11 +273,13 @@ void VelaEngine::startRecording()
     updateDiagnosticsTimer();
 }
 
-void VelaEngine::beginTake(const QString& name, bool muted, bool solo)
+/// In a new track that is like the one given, but empty.
+void VelaEngine::beginTake(const Track& model)
 {
-    m_recordTrack = m_project->addTrack(name, 1);
-    m_recordTrack->muted = muted;
-    m_recordTrack->solo = solo;
+    m_recordTrack = m_project->addTrack(model.name, 1);
+    m_recordTrack->sampleRate = model.sampleRate;
+    m_recordTrack->muted = model.muted;
+    m_recordTrack->solo = model.solo;
     m_takeWriter.emplace(m_recordTrack);
     emit structureChanged();
 }
@@ -340,7 +349,7 @@ bool VelaEngine::keepCaptured(const float* samples, qint64 frames)
         while (frames > 0) {
             if (m_recordTrack->length() >= m_maxTakeFrames) {
                 const TrackHandle full = m_recordTrack;
-                beginTake(full->name, full->muted, full->solo);
+                beginTake(*full);
             }
             const qint64 part = std::min(frames, m_maxTakeFrames - m_recordTrack->length());
             m_takeWriter->append(samples, static_cast<qsizetype>(part));

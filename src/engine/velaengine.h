@@ -115,9 +115,10 @@ private:
     void listenTo(media::audio::AudioNode* node, void (VelaEngine::*onLost)(),
                   const char* rebuiltText);
     void pumpPlayback();
+    void goToCursor();
     void fillRing();
     void pumpRecording();
-    void beginTake(const QString& name, bool muted = false, bool solo = false);
+    void beginTake(const Track& model);
     [[nodiscard]] bool keepCaptured(const float* samples, qint64 frames);
     void renderBlock();
     void finishPlayback();

@@ -138,6 +138,7 @@ private slots:
             if (tracks.size() == 3) {
                 newest->muted = true;
                 newest->solo = false;
+                m_project->sampleRate = 44100; // as an import does
             }
         });
         engine->startRecording();
@@ -158,6 +159,7 @@ private slots:
         for (const TrackHandle& track : m_project->tracks) {
             QCOMPARE(track->name, "Voice");
             QCOMPARE(track->channels, 1);
+            QCOMPARE(track->sampleRate, kRateHz);
             QCOMPARE(track->length(), next < 40000 ? 10000 : 8000);
             for (const float sample : track->samples.constFirst())
                 QVERIFY(sample == sampleAt(next++));
