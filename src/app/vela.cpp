@@ -283,7 +283,8 @@ void Vela::onRecordingCutShort()
                                   "until then is in the take. Save the project."));
 }
 
-/// The engine has stopped already, so the button has nothing left to stop.
+/// The engine has stopped already, so the button has nothing left to stop. The cursor
+/// goes back here, too: however a take ended, the user finds it where it was before.
 void Vela::leaveTake()
 {
     if (m_project && m_ui.record->isChecked())

@@ -137,6 +137,7 @@ private slots:
         compareImages(stage.rendered(), expected);
     }
 
+    // They are of the time line, not of the track.
     void aTrackWithoutChannelsStillHasItsTicks()
     {
         Stage stage({}, {0, 100}, {30, 100});
