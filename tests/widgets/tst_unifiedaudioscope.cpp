@@ -104,6 +104,17 @@ private slots:
             QCOMPARE(scope->frame().pixel(x, 13), x < 170 ? kBlack : kSingleTrace);
     }
 
+    void theTraceIsJoinedAcrossTicks()
+    {
+        const auto scope = shownScope({200, 50});
+        push(*scope, 0, QList<float>(1, 0.0F));
+        QTRY_COMPARE(scope->frame().pixel(199, 25), kSingleTrace);
+        push(*scope, 0, QList<float>(1, 1.0F)); // 24 rows above the middle
+        QTRY_COMPARE(scope->frame().pixel(199, 1), kSingleTrace);
+        for (int y = 0; y < 50; ++y)
+            QCOMPARE(scope->frame().pixel(199, y), y < 1 || y > 24 ? kBlack : kSingleTrace);
+    }
+
     void pushIgnoresWhatHasNoChannelSamplesOrCount()
     {
         const auto scope = shownScope({200, 90});
