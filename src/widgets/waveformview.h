@@ -112,7 +112,7 @@ private:
     VelaProject* m_state = nullptr;
     FrameRange m_ownRange;
     WaveformCache m_cache;
-    QTimer m_repaintTimer;
+    QTimer m_repaintTimer{this};
     QElapsedTimer m_sinceRender; ///< invalid until the first render
     MouseMode m_mouseMode = MouseMode::None;
     QPoint m_pressPosition;

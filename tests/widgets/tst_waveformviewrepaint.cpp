@@ -2,6 +2,7 @@
 #include "waveformsuite.h"
 
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 
@@ -53,6 +54,17 @@ private slots:
         const int before = paints.count();
         QTest::mouseRelease(m_view.get(), Qt::LeftButton, {}, {101, 60});
         QTRY_VERIFY(paints.count() > before);
+    }
+
+    void aRangeThatIsSetStartsTheTimerForOneMorePaint()
+    {
+        const auto* timer = m_view->findChild<QTimer*>();
+        QVERIFY(timer);
+        QCOMPARE(timer->interval(), 40);
+        QVERIFY(timer->isSingleShot());
+        QTRY_VERIFY(!timer->isActive()); // since the view got its first range
+        m_view->setViewRange(500, 4500);
+        QVERIFY(timer->isActive());
     }
 
     void zoomingIsThrottledAndTheTimerPaintsTheLast()
