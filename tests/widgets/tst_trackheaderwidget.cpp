@@ -1,4 +1,5 @@
 #include "support/logcatcher.h"
+#include "support/metamethods.h"
 #include "widgets/namelabel.h"
 #include "widgets/trackheaderwidget.h"
 
@@ -97,6 +98,13 @@ private slots:
                  "QPushButton { background: #444; color: #aaa; border: 1px solid #555; "
                  "border-radius: 3px; font-weight: bold; }QPushButton:checked { background: "
                  "#cc4; color: #333; }");
+    }
+
+    void signalsAndSlotsStandInTheirOrderWithTheirParameters()
+    {
+        QCOMPARE(declaredMethods(TrackHeaderWidget::staticMetaObject),
+                 (QStringList{"muteToggled(muted)", "soloToggled(solo)", "nameChanged(name)",
+                              "onMuteClicked()", "onSoloClicked()", "onNameEditFinished()"}));
     }
 
     void ofAVeryLongNameOnlyTheBeginningIsShownAndTold()

@@ -1,5 +1,6 @@
 #include "project/velaproject.h"
 #include "support/logcatcher.h"
+#include "support/metamethods.h"
 #include "widgets/namelabel.h"
 #include "widgets/trackheaderwidget.h"
 #include "widgets/trackwidget.h"
@@ -43,6 +44,14 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&strip));
         QCOMPARE(strip.header()->geometry(), QRect(0, 0, 140, 100));
         QCOMPARE(strip.waveform()->geometry(), QRect(140, 0, 500, 100));
+    }
+
+    void signalsStandInTheirOrderWithTheirParameters()
+    {
+        QCOMPARE(declaredMethods(TrackWidget::staticMetaObject),
+                 (QStringList{"cursorMoved(sample)", "selectionChanged(begin,end)",
+                              "viewRangeChanged(begin,end)", "heightStepped(steps)",
+                              "removeRequested()"}));
     }
 
     void theWaveformsSignalsAreForwarded()

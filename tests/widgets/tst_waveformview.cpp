@@ -1,3 +1,4 @@
+#include "support/metamethods.h"
 #include "support/signalmakers.h"
 #include "waveformsuite.h"
 
@@ -39,6 +40,13 @@ private slots:
         QCOMPARE(view.sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding));
         QVERIFY(view.hasMouseTracking());
         QCOMPARE(view.focusPolicy(), Qt::ClickFocus);
+    }
+
+    void signalsStandInTheirOrderWithTheirParameters()
+    {
+        QCOMPARE(declaredMethods(WaveformView::staticMetaObject),
+                 (QStringList{"cursorMoved(sample)", "selectionChanged(begin,end)",
+                              "viewRangeChanged(begin,end)"}));
     }
 
     void assistiveTechnologyIsToldTheTracksName()
