@@ -54,6 +54,17 @@ private:
         return found;
     }
 
+    /// Two tracks on the screen that have been painted.
+    void showTwoTracks() const
+    {
+        for (int i = 0; i < 2; ++i)
+            m_window->project()->addTrack({}, 1)->samples[0].resize(1000);
+        m_window->updateTrackViews();
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        QTest::qWait(60); // what showing it has left to paint
+    }
+
 private slots:
 
     void initTestCase() { registerResources(); }
@@ -255,12 +266,7 @@ private slots:
 
     void goToStartAndEndRepaintEveryWaveformView()
     {
-        for (int i = 0; i < 2; ++i)
-            m_window->project()->addTrack({}, 1)->samples[0].resize(1000);
-        m_window->updateTrackViews();
-        m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-        QTest::qWait(60); // what showing it has left to paint
+        showTwoTracks();
         const PaintCounter first(*strips()[0]->waveform());
         const PaintCounter second(*strips()[1]->waveform());
         m_window->goToEnd();
@@ -270,6 +276,17 @@ private slots:
         const int secondBefore = second.count();
         m_window->goToStart();
         QTRY_VERIFY(first.count() > firstBefore && second.count() > secondBefore);
+    }
+
+    void whatTheEngineHasMovedIsSeenInReadOutAndWaveformViews()
+    {
+        showTwoTracks();
+        const PaintCounter first(*strips()[0]->waveform());
+        const PaintCounter second(*strips()[1]->waveform());
+        m_window->project()->cursor.position = 44100;
+        emit m_window->engine()->positionChanged();
+        QCOMPARE(shownPosition(), "00:00:01.000");
+        QTRY_VERIFY(first.count() >= 1 && second.count() >= 1);
     }
 
     void zoomToFitShowsTheWholeProjectOrOneFrame()
@@ -294,6 +311,16 @@ private slots:
         m_window->updateTrackViews();
         QCOMPARE(project->viewStart, 100);
         QCOMPARE(project->viewEnd, 200);
+    }
+
+    void updateTrackViewsRepaintsEveryWaveformViewOfARangeThatIsSet()
+    {
+        showTwoTracks();
+        QCOMPARE(m_window->project()->viewEnd, 1000);
+        const PaintCounter first(*strips()[0]->waveform());
+        const PaintCounter second(*strips()[1]->waveform());
+        m_window->updateTrackViews();
+        QTRY_VERIFY(first.count() >= 1 && second.count() >= 1);
     }
 
     void clearOfAnUntaintedProjectDoesNotAsk()
