@@ -11,10 +11,12 @@
 #include "support/mediafiles.h"
 #include "support/signalmakers.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -56,6 +58,11 @@ private:
                                                          in(QStringLiteral("Vela.ini")));
         m_window->setSettings(settings);
         return settings;
+    }
+
+    [[nodiscard]] static QString remembered(const Settings& settings)
+    {
+        return settings.value(QStringLiteral("vela/lastFileDir")).toString();
     }
 
     std::unique_ptr<Vela> m_window;
@@ -238,21 +245,40 @@ private slots:
     void theFileLastChosenIsRememberedByItsFullPath()
     {
         const auto settings = makeSettings();
-        const auto remembered = [&settings] {
-            return settings->value(QStringLiteral("vela/lastFileDir")).toString();
-        };
         m_window->addTrack();
         load({});
-        QCOMPARE(remembered(), QString());
+        QCOMPARE(remembered(*settings), QString());
         save(in(QStringLiteral("take.vela")));
-        QCOMPARE(remembered(), in(QStringLiteral("take.vela")));
+        QCOMPARE(remembered(*settings), in(QStringLiteral("take.vela")));
         load(wavFile(48000, 6000));
-        QCOMPARE(remembered(), in(QStringLiteral("voice.wav")));
+        QCOMPARE(remembered(*settings), in(QStringLiteral("voice.wav")));
         load({});
         save({});
-        QCOMPARE(remembered(), in(QStringLiteral("voice.wav")));
+        QCOMPARE(remembered(*settings), in(QStringLiteral("voice.wav")));
         save(in(QStringLiteral("mix"))); // which is saved with the extension
-        QCOMPARE(remembered(), in(QStringLiteral("mix.vela")));
+        QCOMPARE(remembered(*settings), in(QStringLiteral("mix.vela")));
+    }
+
+    void aFileToOpenIsRememberedBeforeTheQuestionIsAnsweredAndKeptAfterCancel()
+    {
+        const auto settings = makeSettings();
+        writeFile(in(QStringLiteral("take.vela")), "a take");
+        m_window->addTrack();
+        QString rememberedThen;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            look.stop();
+            rememberedThen = remembered(*settings);
+            box->escapeButton()->click();
+        });
+        look.start(1);
+        load(in(QStringLiteral("take.vela")));
+        QCOMPARE(rememberedThen, in(QStringLiteral("take.vela")));
+        QCOMPARE(remembered(*settings), in(QStringLiteral("take.vela")));
+        QVERIFY(m_window->project()->tainted);
     }
 
     void aSuggestedNameIsProposedWhereTheLastFileWas()
@@ -261,18 +287,20 @@ private slots:
         settings->setCustomValue(QStringLiteral("vela/lastFileDir"),
                                  in(QStringLiteral("take.vela")));
         m_window->addTrack();
-        QString shown;
-        QString proposal;
-        QTimer::singleShot(0, qApp, [&] {
-            auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            QVERIFY(dialog);
-            shown = dialog->directory().absolutePath();
-            proposal = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->text();
-            dialog->reject();
-        });
-        m_window->save(QStringLiteral("mix.vela"));
-        QCOMPARE(shown, folder());
-        QCOMPARE(proposal, "mix.vela");
+        for (const auto ask : {&Vela::load, &Vela::save}) {
+            QString shown;
+            QString proposal;
+            QTimer::singleShot(0, qApp, [&] {
+                auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+                QVERIFY(dialog);
+                shown = dialog->directory().absolutePath();
+                proposal = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->text();
+                dialog->reject();
+            });
+            (m_window.get()->*ask)(QStringLiteral("mix.vela"));
+            QCOMPARE(shown, folder());
+            QCOMPARE(proposal, "mix.vela");
+        }
     }
 
     void theNextDialogBeginsWhereTheLastFileWas()
