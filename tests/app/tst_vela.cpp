@@ -11,11 +11,13 @@
 #include "widgets/unifiedaudioscope.h"
 #include "widgets/waveformview.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QBoxLayout>
 #include <QFile>
 #include <QIcon>
 #include <QLabel>
+#include <QMap>
 #include <QMessageBox>
 #include <QScrollArea>
 #include <QShortcut>
@@ -369,6 +371,23 @@ private slots:
             QTest::keyClick(box, Qt::Key_Escape);
         });
         QVERIFY(!m_window->clear());
+    }
+
+    void theQuestionsButtonsHaveTheirRoles()
+    {
+        m_window->addTrack();
+        QMap<QString, QMessageBox::ButtonRole> roles;
+        QTimer::singleShot(0, qApp, [&roles] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            QVERIFY(box);
+            for (QAbstractButton* button : box->buttons())
+                roles.insert(button->text(), box->buttonRole(button));
+            QTest::keyClick(box, Qt::Key_Escape);
+        });
+        QVERIFY(!m_window->clear());
+        QCOMPARE(roles.size(), 2);
+        QCOMPARE(roles["&Discard"], QMessageBox::DestructiveRole);
+        QCOMPARE(roles["&Cancel"], QMessageBox::RejectRole);
     }
 
     void closingATaintedWindowAsksTheSameQuestion()
