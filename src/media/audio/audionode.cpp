@@ -26,6 +26,8 @@ AudioNode::AudioNode(const NodeWords& words, WorkerMaker makeWorker)
     , m_makeWorker(std::move(makeWorker))
     , m_stream(std::make_shared<NodeStream>())
 {
+    connect(this, &AudioNode::audioUnhealthy, this, [this] { m_toldUnhealthy = true; });
+    connect(this, &AudioNode::audioHealthy, this, [this] { m_toldUnhealthy = false; });
     makeSide();
 }
 
@@ -82,6 +84,9 @@ void AudioNode::abandonSide(const char* what, DeviceThread::Ms waited)
     m_stream = stream;
     m_requestedStop.reset();
     makeSide();
+    // The new worker's watchdog knows nothing of it.
+    if (std::exchange(m_toldUnhealthy, false))
+        QMetaObject::invokeMethod(this, &AudioNode::audioHealthy, Qt::QueuedConnection);
     if (!m_configured)
         return;
     m_worker->prepareAgain(m_configuration);

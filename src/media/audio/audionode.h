@@ -94,6 +94,8 @@ signals:
     /// Never of a run that was stopped before this arrives.
     void watchdogGaveUp();
     void audioUnhealthy(const QString& reason);
+    /// Once when what `audioUnhealthy` told of is over: the samples move again, the
+    /// next run has begun, or the thread that it was told of is left behind.
     void audioHealthy();
 
 protected:
@@ -136,6 +138,7 @@ private:
     std::unique_ptr<DeviceThread> m_thread;
     NodeWorker* m_worker = nullptr; ///< lives and dies on m_thread
     quint64 m_side = 0;             ///< counts the workers
+    bool m_toldUnhealthy = false;
     std::shared_ptr<DeviceThread::Completion> m_requestedStop;
     std::shared_ptr<WaitBudget> m_waits; ///< null: every call may take kCallBound
 };

@@ -96,6 +96,7 @@ private slots:
         QCoreApplication::processEvents();
         QSignalSpy gaveUp(&node, &AudioNode::watchdogGaveUp);
         QSignalSpy states(&node, &AudioNode::deviceStateChanged);
+        QSignalSpy healthy(&node, &AudioNode::audioHealthy);
         node.failDevice();
         m_device->stopping.close();
         node.stop();
@@ -105,6 +106,31 @@ private slots:
         QCoreApplication::processEvents();
         QCOMPARE(gaveUp.size(), 0);
         QCOMPARE(states.size(), 0);
+        QCOMPARE(healthy.size(), 0);
+    }
+
+    void unhealthyThreadThatIsLeftBehindMakesTheNodeHealthyOnce()
+    {
+        m_device->limits.stallMs = kPatienceMs; // it gives up when it is told to
+        m_device->limits.maxRebuilds = 0;
+        m_device->limits.unhealthyAfterMs = 300;
+        FakeNode node(m_device);
+        configure(node);
+        QVERIFY(node.start());
+        QSignalSpy unhealthy(&node, &AudioNode::audioUnhealthy);
+        QSignalSpy healthy(&node, &AudioNode::audioHealthy);
+        node.failDevice();
+        QTRY_COMPARE_WITH_TIMEOUT(unhealthy.size(), 1, kPatienceMs);
+        m_device->stopping.close();
+        node.stop();
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, kHangs), 1);
+        QCOMPARE(healthy.size(), 0);
+        m_device->stopping.open();
+        QVERIFY(node.start());
+        QTRY_COMPARE_WITH_TIMEOUT(healthy.size(), 1, kPatienceMs);
+        QVERIFY(someTicksPass());
+        QCOMPARE(healthy.size(), 1);
+        QCOMPARE(unhealthy.size(), 1);
     }
 
     void startThatHungIsMadeUpForByTheWatchdog()

@@ -235,6 +235,15 @@ private slots:
         QCOMPARE(after.health, Health::Unchanged);
     }
 
+    void tickCallsAnUnhealthyStreamHealthyOnceAfterTheNextStop()
+    {
+        NodeWatchdog watchdog(State{.gaveUp = true, .lastRetryAt = 290000, .gaveUpAt = 1000});
+        QCOMPARE(watchdog.tick(false, 0, 301000).health, Health::BecameUnhealthy);
+        watchdog.markStopped();
+        QCOMPARE(watchdog.tick(true, 0, 301250).health, Health::BecameHealthy);
+        QCOMPARE(watchdog.tick(true, 0, 301500).health, Health::Unchanged);
+    }
+
     void tickReportsASelfRecoveryAndThenLocksOutAndThenIsHealthy()
     {
         NodeWatchdog watchdog(State{.rebuildCount = 20,
