@@ -125,6 +125,8 @@ void DeviceManager::followPlatform()
             &DeviceManager::onAudioOutputsChanged, Qt::UniqueConnection);
     m_poll.start();
     m_audioInitialized.store(true);
+    if (m_videoInputsAsked)
+        onVideoInputsChanged();
 }
 
 void DeviceManager::shutDown()
@@ -206,7 +208,8 @@ void DeviceManager::onAudioOutputsChanged()
 
 void DeviceManager::onVideoInputsChanged()
 {
-    if (!m_connection.isOpen())
+    m_videoInputsAsked = !m_connection.isOpen();
+    if (m_videoInputsAsked)
         return;
     if (replaceList(m_videoLock, m_videoInputs, m_videoInputsSignature,
                     QMediaDevices::videoInputs())) {

@@ -30,7 +30,8 @@ namespace media::devices {
 /// microseconds and signals only a real change of names or order.
 ///
 /// Video inputs are no part of that: their list is read when somebody calls
-/// `onVideoInputsChanged`, and kept to tell whether it has changed.
+/// `onVideoInputsChanged`, and kept to tell whether it has changed. A call before
+/// the platform has answered is remembered, and done once it has.
 ///
 /// The process's first question about devices must go through this class: a
 /// server that hangs would otherwise freeze whoever asks. Nobody calls
@@ -121,6 +122,7 @@ private:
     QMutex m_videoLock;
     QList<QCameraDevice> m_videoInputs;
     QString m_videoInputsSignature;
+    bool m_videoInputsAsked = false; ///< before the platform had answered
 
     const double m_matchThreshold = 0.5;
     std::atomic<bool> m_audioInitialized = false;

@@ -95,10 +95,14 @@ private slots:
         DeviceManager& manager = DeviceManager::instance();
         QSignalSpy outputs(&manager, &DeviceManager::audioOutputsChanged);
         QSignalSpy inputs(&manager, &DeviceManager::audioInputsChanged);
+        QSignalSpy cameras(&manager, &DeviceManager::videoInputsChanged);
+        manager.onVideoInputsChanged();
+        QCOMPARE(cameras.size(), 0);
         m_server.continueProcess();
         QTRY_VERIFY_WITH_TIMEOUT(manager.isAudioReady(), kDeadlineMs);
         QCOMPARE(outputs.size(), 1);
         QCOMPARE(inputs.size(), 1);
+        QCOMPARE(cameras.size(), 1);
         QCOMPARE(manager.audioOutputs().constFirst().id(), "speaker");
         QVERIFY(m_server.loadSink("late"));
         QTRY_COMPARE_WITH_TIMEOUT(outputs.size(), 2, kDeadlineMs);
