@@ -143,17 +143,6 @@
     </message>
 </context>
 <context>
-    <name>Settings</name>
-    <message>
-        <source>Settings</source>
-        <translation>Einstellungen</translation>
-    </message>
-    <message>
-        <source>Flushing</source>
-        <translation>Werden geschrieben</translation>
-    </message>
-</context>
-<context>
     <name>ShortcutCatalogue</name>
     <message>
         <source>Keyboard Help</source>

@@ -208,8 +208,8 @@ void Settings::beginFlushTask()
         QStringLiteral("settings.flush.") + (m_name.isEmpty() ? QStringLiteral("default") : m_name);
     ShutdownTask task;
     task.id = m_taskId;
-    task.title = tr("Settings");
-    task.description = tr("Flushing");
+    task.title = QStringLiteral("Settings");
+    task.description = QStringLiteral("Flushing");
     task.detail = QFileInfo(m_settings->fileName()).fileName();
     task.run = [this] { flush(); };
     m_taskSerial = ShutdownLifecycle::instance().registerTask(std::move(task));

@@ -11,8 +11,27 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <QTranslator>
 
 #include <memory>
+
+namespace {
+
+/// In which everything has another name.
+class OtherLanguage : public QTranslator {
+public:
+    using QTranslator::QTranslator;
+
+    [[nodiscard]] QString translate(const char* /*context*/, const char* /*source*/,
+                                    const char* /*comment*/, int /*n*/) const override
+    {
+        return QStringLiteral("…");
+    }
+
+    [[nodiscard]] bool isEmpty() const override { return false; }
+};
+
+} // namespace
 
 class TestSettings : public QObject {
     Q_OBJECT
@@ -301,6 +320,18 @@ private slots:
         QCOMPARE(task.detail, "Vela.ini");
         settings->delayedSync();
         QVERIFY(taskIds().isEmpty());
+    }
+
+    void theFlushTaskHasTheSameNameInEveryLanguage()
+    {
+        OtherLanguage language;
+        QVERIFY(QCoreApplication::installTranslator(&language));
+        const auto settings = make();
+        settings->setCustomValue("key", 1);
+        settings->setCustomValue("key", 2);
+        const ShutdownTask task = ShutdownLifecycle::instance().tasks().constFirst();
+        QCOMPARE(task.title, "Settings");
+        QCOMPARE(task.description, "Flushing");
     }
 
     void anUnnamedStoresTaskIsTheDefaultOne()
