@@ -39,7 +39,7 @@ qint64 AudioInputNode::CaptureDevice::writeData(const char* data, qint64 length)
     const quint64 count = frames * m_stream->channels();
     const quint64 written = m_stream->ring.write(toSamples(data, count), count);
     if (written < count)
-        reportOverflow(count - written);
+        reportOverflow(count - written, m_stream->nowMs());
     m_stream->samplesMoved += count;
     return static_cast<qint64>(frames * frameBytes);
 }
@@ -58,12 +58,11 @@ const float* AudioInputNode::CaptureDevice::toSamples(const char* data, quint64 
     return m_samples.data();
 }
 
-void AudioInputNode::CaptureDevice::reportOverflow(quint64 dropped)
+void AudioInputNode::CaptureDevice::reportOverflow(quint64 dropped, qint64 nowMs)
 {
     const quint64 total = m_stream->dropped.fetch_add(dropped) + dropped;
     if (m_share->quiet || m_stream->stopping)
         return;
-    const qint64 nowMs = m_stream->nowMs();
     const qint64 lastMs = m_stream->overflowReportedAt;
     if (lastMs != NodeStream::kNever && nowMs - lastMs < kOverflowReportIntervalMs)
         return;

@@ -30,9 +30,11 @@ protected:
     qint64 readData(char* data, qint64 maxBytes) override;
     qint64 writeData(const char* data, qint64 length) override;
 
+    /// Counts them, and warns where that is due at `nowMs` (the stream's clock).
+    void reportOverflow(quint64 dropped, qint64 nowMs);
+
 private:
     [[nodiscard]] const float* toSamples(const char* data, quint64 count);
-    void reportOverflow(quint64 dropped);
 
     const std::shared_ptr<NodeStream> m_stream;
     const std::shared_ptr<InputShare> m_share;
