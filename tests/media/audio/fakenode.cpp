@@ -96,6 +96,7 @@ protected:
 
     void stopDevice() override
     {
+        ++m_device->stops;
         m_device->stopping.pass();
         enter(QAudio::StoppedState);
     }

@@ -40,6 +40,7 @@ struct FakeDevice {
     Gate starting;
     Gate stopping;
     std::atomic<int> starts = 0; ///< that came back
+    std::atomic<int> stops = 0;  ///< that were asked for
     std::atomic<int> rebuilds = 0;
     std::atomic<int> ticks = 0;
     std::atomic<bool> present = true;

@@ -71,6 +71,21 @@ private slots:
             QCOMPARE(change.at(1).value<QAudio::Error>(), QAudio::NoError);
     }
 
+    void stateIsToldWithTheDevicesError()
+    {
+        m_device->limits.stallMs = kPatienceMs;
+        m_device->limits.maxRebuilds = 0; // nor does a rebuild tell of one
+        FakeNode node(m_device);
+        QSignalSpy changes(&node, &AudioNode::deviceStateChanged);
+        configure(node);
+        QVERIFY(node.start());
+        node.failDevice();
+        QCoreApplication::processEvents();
+        QCOMPARE(statesIn(changes), (QList{QAudio::ActiveState, QAudio::ActiveState}));
+        QCOMPARE(changes.at(0).at(1).value<QAudio::Error>(), QAudio::NoError);
+        QCOMPARE(changes.at(1).at(1).value<QAudio::Error>(), QAudio::FatalError);
+    }
+
     void startSaysSoWhenTheServerDoesNotAnswer()
     {
         m_device->limits.stallMs = kPatienceMs;
@@ -79,6 +94,23 @@ private slots:
         m_device->serverAnswers = false;
         QVERIFY(!node.start());
         QCOMPARE(m_log->take(QtWarningMsg, kNoAnswer), 1);
+    }
+
+    void startThatTheServerDoesNotAnswerIsTriedAgain()
+    {
+        FakeNode node(m_device);
+        configure(node);
+        // A device that was never started passes for one that is active, and stalls.
+        QVERIFY(node.start());
+        node.stop();
+        m_device->serverAnswers = false;
+        QVERIFY(!node.start());
+        const int before = m_device->starts;
+        m_device->serverAnswers = true;
+        QTRY_VERIFY_WITH_TIMEOUT(m_device->starts > before, kPatienceMs);
+        node.stop();
+        QVERIFY(m_log->take(QtWarningMsg, kNoAnswer) >= 1);
+        m_log->tolerate(QtWarningMsg, "FakeNode: stream stalled silently");
     }
 
     void rebuildThatTheServerDoesNotAnswerIsTriedAgain()
@@ -190,6 +222,35 @@ private slots:
         QCOMPARE(m_log->take(QtInfoMsg, backLine("FakeNode", device())), 1);
     }
 
+    // A stream of a device that has gone may not answer.
+    void deviceThatGoesInARunIsNotStopped()
+    {
+        m_device->limits.stallMs = kPatienceMs;
+        FakeNode node(m_device);
+        configure(node);
+        QVERIFY(node.start());
+        m_device->present = false;
+        node.requestRebuild();
+        node.waitForDeviceThread();
+        node.stop();
+        QCOMPARE(m_log->take(QtWarningMsg, goneLine("FakeNode", device())), 1);
+        QCOMPARE(m_device->stops.load(), 0);
+    }
+
+    void deviceThatIsGoneAtAStartIsNotStoppedAgain()
+    {
+        m_device->limits.stallMs = kPatienceMs;
+        FakeNode node(m_device);
+        configure(node);
+        QVERIFY(node.start());
+        node.stop();
+        m_device->present = false;
+        QVERIFY(!node.start());
+        node.stop();
+        QCOMPARE(m_log->take(QtWarningMsg, goneLine("FakeNode", device())), 1);
+        QCOMPARE(m_device->stops.load(), 1);
+    }
+
     void workerThatWasLeftBehindLooksForNoDevice()
     {
         const auto stream = std::make_shared<NodeStream>();
@@ -239,6 +300,21 @@ private slots:
         QCOMPARE(gaveUp.size(), 0);
         QCOMPARE(unhealthy.size(), 1);
         QCOMPARE(healthy.size(), 1);
+    }
+
+    void unhealthyIsToldBeforeTheGiveUpOfTheSameTick()
+    {
+        m_device->limits.maxRebuilds = 0;
+        m_device->limits.unhealthyAfterMs = 0;
+        QStringList told;
+        FakeNode node(m_device);
+        connect(&node, &AudioNode::audioUnhealthy, &node, [&told] { told << "unhealthy"; });
+        connect(&node, &AudioNode::watchdogGaveUp, &node, [&told] { told << "gave up"; });
+        configure(node);
+        QVERIFY(node.start());
+        QTRY_VERIFY_WITH_TIMEOUT(told.size() >= 2, kPatienceMs);
+        node.stop();
+        QCOMPARE(told.first(2), (QStringList{"unhealthy", "gave up"}));
     }
 
     void givenUpARebuildIsStillTriedFromTimeToTime()
