@@ -223,6 +223,33 @@ private slots:
         QCOMPARE(m_log->take(QtWarningMsg, "FakeNode::start: not configured"), 1);
     }
 
+    void formatsUpToTheirLimitsAreTaken_data()
+    {
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("rateHz");
+        QTest::newRow("the most channels") << 32 << kRateHz;
+        QTest::newRow("the lowest rate") << 1 << 1;
+        QTest::newRow("the highest rate") << 1 << 384000;
+    }
+
+    void formatsUpToTheirLimitsAreTaken()
+    {
+        QFETCH(int, channels);
+        QFETCH(int, rateHz);
+        FakeNode node(m_device);
+        node.configure(device(), floatFormat(channels, rateHz), kRingFrames);
+        QCOMPARE(node.stream().channels(), static_cast<quint64>(channels));
+        QVERIFY(node.start());
+    }
+
+    void oneChannelTooManyIsToldAndLeftOut()
+    {
+        FakeNode node(m_device);
+        node.configure(device(), floatFormat(33), kRingFrames);
+        QCOMPARE(m_log->takeContaining(QtWarningMsg, "FakeNode: implausible channelCount 33 "), 1);
+        QCOMPARE(node.stream().channels(), 32U);
+    }
+
     void severalNodesStopWithinOneBound()
     {
         FakeNode hanging(m_device);
