@@ -6,6 +6,8 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QMediaDevices>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -201,6 +203,19 @@ private slots:
         }
     }
 
+    void aNameMayDifferInHalfOfItsLettersAndNoMore()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        const QString name = manager.audioInputs().constFirst().description();
+        QVERIFY(!name.contains(QLatin1Char('#')));
+        const auto withChanged = [&name](qsizetype letters) {
+            return QString(letters, QLatin1Char('#')) + name.mid(letters);
+        };
+        const qsizetype half = name.size() / 2;
+        QCOMPARE(manager.findAudioInput(withChanged(half)).id(), "mic");
+        QVERIFY(manager.findAudioInput(withChanged(half + 1)).isNull());
+    }
+
     void aNewOutputIsNoticedAndSignalledOnce()
     {
         DeviceManager& manager = DeviceManager::instance();
@@ -290,6 +305,33 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(
             log.names, (QStringList{"inputs", "devices", "inputs", "devices"}), kPatienceMs);
         QCOMPARE(ids(manager.audioInputs()), QStringList{"mic"});
+    }
+
+    void whatThePlatformAnnouncesIsSignalledAtOnce()
+    {
+        DeviceManager& manager = DeviceManager::instance();
+        auto* const poll = manager.findChild<QTimer*>();
+        auto* const platform = manager.findChild<QMediaDevices*>();
+        QVERIFY(poll && platform);
+        poll->stop();
+        const auto pollAgain = qScopeGuard([poll] { poll->start(); });
+        const SignalLog log;
+        QVERIFY(m_server.loadSink("announced"));
+        QVERIFY(waitWithoutEvents([&] { return manager.isOutputPresent("announced"); }));
+        QCOMPARE(log.names, QStringList());
+        emit platform->audioOutputsChanged();
+        QCOMPARE(log.names, (QStringList{"outputs", "devices"}));
+        QVERIFY(m_server.unloadSource("mic"));
+        QVERIFY(waitWithoutEvents([&] { return !manager.isInputPresent("mic"); }));
+        emit platform->audioInputsChanged();
+        QCOMPARE(log.names, (QStringList{"outputs", "devices", "inputs", "devices"}));
+        QVERIFY(m_server.unloadSink("announced"));
+        QVERIFY(waitWithoutEvents([&] { return !manager.isOutputPresent("announced"); }));
+        emit platform->audioOutputsChanged();
+        QVERIFY(m_server.loadSource("mic"));
+        QVERIFY(waitWithoutEvents([&] { return manager.isInputPresent("mic"); }));
+        emit platform->audioInputsChanged();
+        QCOMPARE(log.names.size(), 8);
     }
 
     void camerasAreReadWhenAskedFor()
