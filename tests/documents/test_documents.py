@@ -238,8 +238,7 @@ class Documents(unittest.TestCase):
             for span in spans(text):
                 if re.fullmatch(r"[A-Z]+(_[A-Z]+)+", span):
                     yield span
-                for category in re.findall(r"vela(?:\.\w+)+(?=\.debug)", span):
-                    yield category
+                yield from re.findall(r"(?:vela|media)(?:\.\w+)+(?=\.debug)", span)
 
         for path, name in self.each(named):
             with self.subject(path, name):

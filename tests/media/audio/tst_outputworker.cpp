@@ -1,4 +1,5 @@
 #include "audioformats.h"
+#include "media/audio/inputworker.h"
 #include "media/audio/outputworker.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -10,6 +11,7 @@
 #include <memory>
 
 using media::audio::NodeStream;
+using media::audio::NodeWords;
 using media::audio::OutputShare;
 using media::audio::OutputWorker;
 using media::devices::DeviceManager;
@@ -18,18 +20,26 @@ namespace {
 
 constexpr int kPatienceMs = 20000;
 
-/// Notes what buffer each start asks its sink for.
+QStringList listed(const NodeWords& words)
+{
+    return {words.node,   words.backend, words.noun,    words.rebuild,
+            words.thread, words.ticker,  words.category};
+}
+
+/// Notes what buffer each start asks its sink for, and at what volume.
 class WatchedWorker : public OutputWorker {
 public:
     using OutputWorker::OutputWorker;
 
     QList<qsizetype> bufferBytes;
+    QList<qreal> volumes;
 
 protected:
     void beforeStart(QAudioSink& sink) override
     {
         OutputWorker::beforeStart(sink);
         bufferBytes << sink.bufferSize();
+        volumes << sink.volume();
     }
 };
 
@@ -48,6 +58,16 @@ private slots:
         QVERIFY(m_server.start());
         QTRY_VERIFY_WITH_TIMEOUT(!DeviceManager::instance().defaultAudioOutput().isNull(),
                                  kPatienceMs);
+    }
+
+    void threadsAndLogsAreNamedAfterTheirNode()
+    {
+        QCOMPARE(listed(media::audio::outputWords()),
+                 (QStringList{"AudioOutputNode", "QAudioSink", "sink", "rebuildSink",
+                              "audio-io-out", "audio-livewd-out", "media.audio.output"}));
+        QCOMPARE(listed(media::audio::inputWords()),
+                 (QStringList{"AudioInputNode", "QAudioSource", "source", "rebuildSource",
+                              "audio-io-in", "audio-livewd-in", "media.audio.input"}));
     }
 
     void everyStartAsksTheSinkForItsBuffer_data()
@@ -73,6 +93,18 @@ private slots:
         worker.rebuild();
         worker.tearDown();
         QCOMPARE(worker.bufferBytes, (QList<qsizetype>{configured, configured, rebuilt}));
+    }
+
+    void everySinkHasTheRememberedVolume()
+    {
+        const auto share = std::make_shared<OutputShare>();
+        share->volume = 0.5F;
+        WatchedWorker worker(std::make_shared<NodeStream>(), share);
+        QVERIFY(worker.configure({DeviceManager::instance().defaultAudioOutput(), stereo(), 8192}));
+        QVERIFY(worker.start());
+        worker.rebuild();
+        worker.tearDown();
+        QCOMPARE(worker.volumes, (QList<qreal>{0.5, 0.5}));
     }
 };
 
