@@ -21,8 +21,12 @@ namespace {
 /// What happens in the event loop that runVela() runs.
 std::function<void()> inTheLoop;
 
-void postToTheLoop()
+/// The name and the domain that there are when the application is made.
+QStringList organisation;
+
+void noteOrganisationAndPostToTheLoop()
 {
+    organisation = {QCoreApplication::organizationName(), QCoreApplication::organizationDomain()};
     QTimer::singleShot(0, QCoreApplication::instance(), [] { inTheLoop(); });
 }
 
@@ -45,7 +49,7 @@ int run()
 
 } // namespace
 
-Q_COREAPP_STARTUP_FUNCTION(postToTheLoop)
+Q_COREAPP_STARTUP_FUNCTION(noteOrganisationAndPostToTheLoop)
 
 /// The program from its first step to its last, in this process.
 class TestStartup : public QObject {
@@ -94,6 +98,15 @@ private slots:
         };
         QCOMPARE(run(), 0);
         QVERIFY(looked);
+    }
+
+    void theApplicationIsMadeForAnOrganisation()
+    {
+        QCoreApplication::setOrganizationName({});
+        QCoreApplication::setOrganizationDomain({});
+        inTheLoop = [] { mainWindow()->close(); };
+        QCOMPARE(run(), 0);
+        QCOMPARE(organisation, (QStringList{"Quorix", "quorix.com"}));
     }
 
     void aStyleThatIsMissingLeavesTheOneThereIsWithoutAWord()

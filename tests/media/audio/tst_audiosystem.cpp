@@ -21,6 +21,7 @@ using media::devices::DeviceManager;
 namespace {
 
 constexpr int kPatienceMs = 20000;
+constexpr auto kInitialized = "AudioSystem initialized with 2 outputs, 1 inputs";
 
 QList<int> roles(const QSignalSpy& spy)
 {
@@ -38,6 +39,23 @@ class TestAudioSystem : public QObject {
 
     SoundServer m_server;
     std::unique_ptr<LogCatcher> m_log;
+
+    /// What there is of the system's beginning when one of its signals comes.
+    [[nodiscard]] QString doneAt(const QString& signal) const
+    {
+        const AudioSystem& system = AudioSystem::instance();
+        const AudioCharacteristics& characteristics = AudioCharacteristics::instance();
+        QStringList done{signal};
+        if (characteristics.isAssigned(AudioCharacteristic::AudioOutputRole))
+            done << "output";
+        if (characteristics.isAssigned(AudioCharacteristic::AudioInputRole))
+            done << "input";
+        if (system.isInitialized())
+            done << "flag";
+        if (m_log->texts(QtDebugMsg).contains(kInitialized))
+            done << "line";
+        return done.join(QLatin1Char(' '));
+    }
 
 private slots:
 
@@ -91,14 +109,22 @@ private slots:
         QSignalSpy assignedAtTheSource(&characteristics, &AudioCharacteristics::assignmentChanged);
         QSignalSpy initialized(&system, &AudioSystem::initialized);
         QSignalSpy changed(&system, &AudioSystem::devicesChanged);
+        QStringList done;
+        const QObject context;
+        connect(&system, &AudioSystem::assignmentChanged, &context,
+                [&] { done << doneAt("assigned:"); });
+        connect(&system, &AudioSystem::initialized, &context,
+                [&] { done << doneAt("initialized:"); });
         system.initialize();
 
+        QCOMPARE(done, (QStringList{"assigned: output", "assigned: output input",
+                                    "initialized: output input flag line"}));
         QVERIFY(system.isInitialized());
         QCOMPARE(roles(assigned), (QList<int>{0, 1}));
         QCOMPARE(roles(assignedAtTheSource), (QList<int>{0, 1}));
         QCOMPARE(initialized.size(), 1);
         QCOMPARE(changed.size(), 0);
-        QCOMPARE(m_log->take(QtDebugMsg, "AudioSystem initialized with 2 outputs, 1 inputs"), 1);
+        QCOMPARE(m_log->take(QtDebugMsg, kInitialized), 1);
 
         DeviceManager& manager = DeviceManager::instance();
         const auto output = characteristics.assignment(AudioCharacteristic::AudioOutputRole);
