@@ -6,8 +6,6 @@
 
 namespace device_selection {
 
-namespace {
-
 QAudioDevice choose(QAudioDevice preferred, const QList<QAudioDevice>& listed,
                     const QAudioFormat& format)
 {
@@ -21,8 +19,6 @@ QAudioDevice choose(QAudioDevice preferred, const QList<QAudioDevice>& listed,
     }
     return {};
 }
-
-} // namespace
 
 QAudioDevice outputFor(const QAudioFormat& format)
 {
