@@ -198,6 +198,22 @@ private slots:
         compareBlocks(mix(*project, 0), 0.25, 0.5);
     }
 
+    void mixBlockSkipsATrackThatClaimsNoChannels()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 0)->samples = {signal_makers::constant(4096, 0.5F)};
+        addConstant(*project, 0.25F, 0.125F);
+        compareBlocks(mix(*project, 0), 0.25, 0.125);
+    }
+
+    void mixBlockPlaysTheFirstListOfAMonoTrackOnBothSides()
+    {
+        const auto project = VelaProject::create();
+        project->addTrack({}, 1)->samples = {signal_makers::constant(4096, 0.5F),
+                                             signal_makers::constant(4096, 0.25F)};
+        compareBlocks(mix(*project, 0), 0.5, 0.5);
+    }
+
     void mixBlockTakesItsLengthFromChannelZero()
     {
         const auto project = VelaProject::create();
