@@ -50,6 +50,33 @@ private slots:
         for (qsizetype b = 0; b < blocks; ++b)
             QCOMPARE(take->samples.constFirst().mid(b * block.size(), block.size()), block);
     }
+
+    // There is memory for one of two channels to grow, which asks for as much again as
+    // it has. The frames are never looked at.
+    void aChannelThatCannotGrowLeavesTheOtherOnesSamples()
+    {
+        const auto take = TrackHandle::create(QStringLiteral("Recording"), 2, 44100);
+        TakeWriter writer(take);
+        const QList<float> block{1.0F, -1.0F, 2.0F, -2.0F};
+        const QList<QList<float>> split{{1.0F, 2.0F}, {-1.0F, -2.0F}};
+        writer.append(block.constData(), 2);
+        const qsizetype capacity = take->samples.constFirst().capacity();
+        QCOMPARE(take->samples.constLast().capacity(), capacity);
+        {
+            const AddressSpaceLimit limit(capacity * qint64{sizeof(float)} * 3 / 2);
+            QVERIFY(limit.isSet());
+            for (int i = 0; i < 2; ++i) {
+                QVERIFY_THROWS_EXCEPTION(std::bad_alloc,
+                                         writer.append(block.constData(), capacity));
+                QCOMPARE(take->samples, split);
+            }
+            QVERIFY(take->samples.constFirst().capacity() > capacity);
+            QCOMPARE(take->samples.constLast().capacity(), capacity);
+        }
+        writer.append(block.constData(), 2);
+        QCOMPARE(take->samples,
+                 (QList<QList<float>>{{1.0F, 2.0F, 1.0F, 2.0F}, {-1.0F, -2.0F, -1.0F, -2.0F}}));
+    }
 };
 
 QTEST_APPLESS_MAIN(TestTakeWriterMemory)
