@@ -1,3 +1,4 @@
+#include "engine/mixer.h"
 #include "engine/velaengine.h"
 #include "media/devices/mediaplatform.h"
 #include "support/fakenodes.h"
@@ -20,10 +21,12 @@ constexpr std::chrono::milliseconds kServerSleeps{300};
 /// Well below what the two waits would take one after the other.
 constexpr std::chrono::milliseconds kMost = AudioNode::kCallBound + kServerSleeps / 2;
 
-/// A loudspeaker whose thread is away until it is let go.
+/// A loudspeaker whose thread can be sent away until it is let go.
 class AbsentOutputNode : public FakeOutputNode {
 public:
-    explicit AbsentOutputNode(QSemaphore& letGo)
+    using FakeOutputNode::FakeOutputNode;
+
+    void leaveUntil(QSemaphore& letGo)
     {
         post([&letGo](media::audio::NodeWorker&) { letGo.acquire(); });
     }
@@ -45,7 +48,11 @@ private slots:
     {
         LogCatcher log;
         QSemaphore letGo;
-        VelaEngine engine({[&letGo] { return QSharedPointer<AbsentOutputNode>::create(letGo); },
+        VelaEngine engine({[&letGo] {
+                               auto node = QSharedPointer<AbsentOutputNode>::create();
+                               node->leaveUntil(letGo);
+                               return node;
+                           },
                            [] { return QSharedPointer<FakeInputNode>::create(); }});
         const auto project = VelaProject::create();
         project->addTrack({}, 1)->samples[0].resize(44100);
@@ -66,6 +73,34 @@ private slots:
         QCOMPARE(log.takeContaining(QtWarningMsg, "AudioOutputNode::configure: the device thread "
                                                   "has not answered for "),
                  1);
+    }
+
+    void whatWasMixedForADeviceThatHangsAtTheStartIsMixedAgain()
+    {
+        LogCatcher log;
+        // The start has used up the time that the end may wait in.
+        log.tolerate(QtWarningMsg, "::stop: the device thread has not answered for ");
+        QSemaphore letGo;
+        const auto output = QSharedPointer<AbsentOutputNode>::create(impatientWatchdog());
+        VelaEngine engine(
+            {[&output] { return output; }, [] { return QSharedPointer<FakeInputNode>::create(); }});
+        const auto project = VelaProject::create();
+        project->addTrack({}, 1)->samples[0].resize(60 * mixer::kBlockFrames);
+        project->cursor.position = 5000;
+        engine.setProject(project);
+        QVERIFY(engine.ensureAudio());
+
+        output->leaveUntil(letGo);
+        engine.startPlayback();
+        letGo.release();
+        QCOMPARE(log.takeContaining(QtWarningMsg, "AudioOutputNode::start: the device thread "
+                                                  "has not answered for "),
+                 1);
+        QVERIFY(engine.isPlaying());
+        QCOMPARE(output->queuedSamples(), 0U);
+        QCOMPARE(project->play.position, 5000);
+        QTRY_VERIFY(output->queuedSamples() > 0);
+        QCOMPARE(project->play.position, 5000 + static_cast<qint64>(output->queuedSamples()) / 2);
     }
 };
 
