@@ -155,7 +155,7 @@ TrackHandle AudioImporter::decode(const QString& path, qint64 durationMs)
                 return finish(path, std::move(decoding.samples()));
             break;
         case DecoderRun::State::Failed:
-            return decoding.errorText().isEmpty() ? failToDecode(path) : fail(decoding.errorText());
+            return fail(decodingFailure(path, decoding.errorText()));
         case DecoderRun::State::Stalled:
             break;
         case DecoderRun::State::Crashed:
@@ -220,7 +220,12 @@ TrackHandle AudioImporter::failToRead(const QFile& file)
 
 TrackHandle AudioImporter::failToDecode(const QString& path)
 {
-    return fail(tr("Failed to decode: %1").arg(path));
+    return fail(decodingFailure(path, {}));
+}
+
+QString AudioImporter::decodingFailure(const QString& path, const QString& decoderText)
+{
+    return decoderText.isEmpty() ? tr("Failed to decode: %1").arg(path) : decoderText;
 }
 
 TrackHandle AudioImporter::failToKeep(const QString& path)

@@ -40,6 +40,10 @@ public:
     /// final 100 has been emitted, it does nothing.
     Q_SLOT void cancel();
 
+    /// What `errorOccurred()` says of the file at `path` when its decoder fails with
+    /// `decoderText`, which may be empty.
+    [[nodiscard]] static QString decodingFailure(const QString& path, const QString& decoderText);
+
     /// True if the last import came back without the thread that woke the disk.
     [[nodiscard]] bool wasLeftBehind() const { return m_wakening.wasLeftBehind(); }
 

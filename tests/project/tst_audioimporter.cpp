@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QGuiApplication>
+#include <QMetaMethod>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -113,6 +114,27 @@ private slots:
     }
 
     void cleanup() { m_log.reset(); }
+
+    void signalsStandInTheirOrderWithTheirParameters()
+    {
+        const QMetaObject& meta = AudioImporter::staticMetaObject;
+        QStringList found;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+            const QMetaMethod method = meta.method(i);
+            if (method.methodType() == QMetaMethod::Signal)
+                found.append(QString::fromLatin1(method.methodSignature() + ' ' +
+                                                 method.parameterNames().join(',')));
+        }
+        QCOMPARE(found,
+                 (QStringList{"progressChanged(int) percent", "errorOccurred(QString) message"}));
+    }
+
+    void aDecoderThatFailsIsQuotedIfItSaysAnything()
+    {
+        const QString path = in(QStringLiteral("voice.wav"));
+        QCOMPARE(AudioImporter::decodingFailure(path, QStringLiteral("No codec.")), "No codec.");
+        QCOMPARE(AudioImporter::decodingFailure(path, {}), "Failed to decode: " + path);
+    }
 
     void wavSamplesAreExact_data()
     {

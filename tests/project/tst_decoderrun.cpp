@@ -119,6 +119,34 @@ private slots:
         QCOMPARE(done.size(), 1);
     }
 
+    void anErrorAfterTheFirstBufferFailsTheRunOnce()
+    {
+        const QString path = wavFile(kRateHz);
+        auto state = DecoderRun::State::Running;
+        qsizetype ends = 0;
+        QVERIFY(inThreeAttempts([&] {
+            auto decoder = std::make_unique<QAudioDecoder>();
+            QAudioDecoder* const source = decoder.get();
+            DecoderRun run(opened(path), -1, kPatienceTicks, std::move(decoder));
+            const QSignalSpy done(&run, &DecoderRun::done);
+            // The run hears of the buffer first.
+            connect(
+                source, &QAudioDecoder::bufferReady, &run,
+                [source] {
+                    emit source->error(QAudioDecoder::FormatError);
+                    emit source->error(QAudioDecoder::FormatError);
+                    emit source->finished();
+                },
+                Qt::SingleShotConnection);
+            const bool isWhole = hasBegunAndEnded(run);
+            state = run.state();
+            ends = done.size();
+            return isWhole && !run.samples().isEmpty();
+        }));
+        QCOMPARE(state, DecoderRun::State::Failed);
+        QCOMPARE(ends, 1);
+    }
+
     // Nothing can be read from it, yet it has begun.
     void aDecoderThatDeliveredAnEmptyBufferGetsMoreTime()
     {
