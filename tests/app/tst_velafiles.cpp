@@ -101,6 +101,17 @@ private slots:
         QCOMPARE(project.viewEnd, 6000);
     }
 
+    void anImportWithoutAProjectMakesOneAtItsRate()
+    {
+        m_window->setProject({});
+        load(wavFile(48000, 6000));
+        const ProjectHandle project = m_window->project();
+        QVERIFY(project);
+        QCOMPARE(project->sampleRate, 48000);
+        QCOMPARE(project->tracks.size(), 1);
+        QCOMPARE(project->tracks[0]->length(), 6000);
+    }
+
     void whatCannotBeImportedLeavesTheProject()
     {
         writeFile(in(QStringLiteral("voice.wav")), "no sound at all");
@@ -176,6 +187,45 @@ private slots:
         load(in(QStringLiteral("two.vela")));
         QCOMPARE(m_window->project()->tracks.size(), 2);
         QVERIFY(!m_window->project()->tainted);
+    }
+
+    void whatCannotBeOpenedLeavesAnEmptyProjectInPlaceOfTheOldOne_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("tainted");
+        QTest::addColumn<QString>("warning");
+        const QByteArray otherMagic("VELB\0\0\0\1\0", 9);
+        const QByteArray otherVersion("VELA\0\0\0\2\0", 9);
+        const QString magicLine = "Wrong MAGIC found in file while loading, skipping...";
+        const QString versionLine = "Wrong VERSION found in file while loading, skipping...";
+        QTest::newRow("magic, saved before") << otherMagic << false << magicLine;
+        QTest::newRow("magic, discarded") << otherMagic << true << magicLine;
+        QTest::newRow("version, saved before") << otherVersion << false << versionLine;
+        QTest::newRow("version, discarded") << otherVersion << true << versionLine;
+    }
+
+    void whatCannotBeOpenedLeavesAnEmptyProjectInPlaceOfTheOldOne()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, tainted);
+        QFETCH(QString, warning);
+        writeFile(in(QStringLiteral("other.vela")), bytes);
+        m_window->addTrack();
+        const ProjectHandle before = m_window->project();
+        before->sampleRate = 48000;
+        before->tainted = tainted;
+        QStringList seen;
+        if (tainted)
+            pressInNextBox(QStringLiteral("&Discard"), &seen);
+        load(in(QStringLiteral("other.vela")));
+        QCOMPARE(log().take(QtWarningMsg, warning), 1);
+        QCOMPARE(seen.isEmpty(), !tainted);
+        const ProjectHandle after = m_window->project();
+        QVERIFY(after != before);
+        QVERIFY(after->tracks.isEmpty());
+        QVERIFY(!after->tainted);
+        QCOMPARE(after->sampleRate, 44100);
+        QCOMPARE(before->tracks.size(), 1);
     }
 
     void openingAsksBeforeItDiscardsAndCancelLoadsNothing()
