@@ -56,6 +56,22 @@ private slots:
         diagnostics.report({});
         QCOMPARE(log.takeContaining(QtWarningMsg, QStringLiteral("maxLoopGapMs=\"0.0\"")), 1);
     }
+
+    void resetForgetsTheGapAndTheBlocks()
+    {
+        LogCatcher log;
+        EngineDiagnostics diagnostics;
+        diagnostics.noteTick();
+        QTest::qSleep(3);
+        diagnostics.noteTick();
+        diagnostics.countBlock();
+        diagnostics.reset();
+        diagnostics.report({});
+        const QString line = log.texts(QtWarningMsg).value(0);
+        QVERIFY2(line.contains(QStringLiteral(" blocks/s=0 ")), qPrintable(line));
+        QVERIFY2(line.endsWith(QStringLiteral("maxLoopGapMs=\"0.0\"")), qPrintable(line));
+        QCOMPARE(log.takeContaining(QtWarningMsg, QStringLiteral("[VELA-DIAG]")), 1);
+    }
 };
 
 QTEST_APPLESS_MAIN(TestEngineDiagnostics)

@@ -1,11 +1,8 @@
 #include "engine/transport.h"
-#include "engine/velaengine.h"
+#include "enginesuite.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
-#include "support/fakenodes.h"
-#include "support/logcatcher.h"
 #include "support/signalmakers.h"
-#include "support/soundserver.h"
 
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -16,25 +13,8 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <memory>
 
 using media::devices::DeviceManager;
-
-namespace {
-
-constexpr int kPatienceMs = 20000;
-constexpr int kRateHz = 48000;
-constexpr qint64 kTenMinutes = qint64{600} * kRateHz;
-
-/// No stretch of it comes again within ten minutes, and each value is exact.
-float sampleAt(qint64 i)
-{
-    constexpr qint64 kPeriod = (qint64{1} << 24) - 3;
-    return static_cast<float>(i % kPeriod + 1) / static_cast<float>(1 << 24) *
-           (i < kPeriod ? 1.0F : -1.0F);
-}
-
-} // namespace
 
 /// A node whose counts of trouble a test sets.
 template <typename Node>
@@ -49,68 +29,15 @@ public:
     }
 };
 
-/// The engine on devices that deliver and fail as they are told. The server only
-/// lends it devices to name.
-class TestRecording : public QObject {
+/// Takes, lost devices, and what the engine tells of itself.
+class TestRecording : public EngineSuite {
     Q_OBJECT
-
-private:
-    SoundServer m_server;
-    std::unique_ptr<LogCatcher> m_log;
-    ProjectHandle m_project;
-    QSharedPointer<FakeOutputNode> m_output;
-    QSharedPointer<FakeInputNode> m_input;
-
-    [[nodiscard]] std::unique_ptr<VelaEngine>
-    makeEngine(qint64 maxTakeFrames = kMaxChannelSamples) const
-    {
-        auto engine = std::make_unique<VelaEngine>(VelaEngine::NodeMakers{
-                                                       [this] { return m_output; },
-                                                       [this] { return m_input; },
-                                                   },
-                                                   nullptr, maxTakeFrames);
-        engine->setProject(m_project);
-        return engine;
-    }
-
-    void addSound() const
-    {
-        m_project->addTrack({}, 1)->samples = {
-            signal_makers::constant(qsizetype{10} * kRateHz, 0.25F)};
-    }
-
-    /// Of the one pump that runs.
-    [[nodiscard]] static bool waitForATick(const VelaEngine& engine)
-    {
-        const auto timers = engine.findChildren<QTimer*>();
-        const auto pump = std::find_if(timers.cbegin(), timers.cend(),
-                                       [](const QTimer* timer) { return timer->isActive(); });
-        return pump != timers.cend() && QSignalSpy(*pump, &QTimer::timeout).wait(kPatienceMs);
-    }
 
 private slots:
 
-    void initTestCase() { QVERIFY(m_server.start()); }
-
-    void init()
-    {
-        m_log = std::make_unique<LogCatcher>();
-        m_project = VelaProject::create(kRateHz);
-        m_output = QSharedPointer<FakeOutputNode>::create(impatientWatchdog());
-        m_input = QSharedPointer<FakeInputNode>::create(sampleAt, kRateHz, impatientWatchdog());
-    }
-
-    void cleanup()
-    {
-        QLoggingCategory::setFilterRules({});
-        m_output.reset();
-        m_input.reset();
-        m_project.reset();
-        m_log.reset();
-    }
-
     void tenMinutesInAHurryAreInTheTakeInOrder()
     {
+        constexpr qint64 kTenMinutes = qint64{600} * kRateHz;
         m_input = QSharedPointer<FakeInputNode>::create(sampleAt, kTenMinutes);
         const auto engine = makeEngine();
         engine->startRecording();
@@ -370,12 +297,7 @@ private slots:
             engine->startPlayback();
         else
             engine->startRecording();
-        const auto pumps = engine->findChildren<QTimer*>();
-        const auto pump = std::find_if(pumps.cbegin(), pumps.cend(), [](const QTimer* timer) {
-            return timer->isActive() && timer->timerType() == Qt::PreciseTimer;
-        });
-        QVERIFY(pump != pumps.cend());
-        QSignalSpy ticks(*pump, &QTimer::timeout);
+        QSignalSpy ticks(runningPump(*engine), &QTimer::timeout);
         QVERIFY(ticks.wait(kPatienceMs));
         constexpr int kGapMs = 300;
         QThread::msleep(kGapMs);
@@ -391,6 +313,37 @@ private slots:
         for (const QString& line : lines)
             longest = std::max(longest, gap.match(line).captured(1).toDouble());
         QVERIFY2(longest >= kGapMs, qPrintable(lines.join('\n')));
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+
+    // The first tick after it has none before it to be measured from.
+    void aPauseIsNoGapOfTheLoop()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto engine = makeEngine();
+        for (int i = 0; i < 2; ++i) {
+            engine->startPlayback();
+            QVERIFY(waitForATick(*engine));
+            engine->stopPlayback();
+            QThread::msleep(20);
+        }
+        const QString last = m_log->texts(QtWarningMsg).constLast();
+        QVERIFY2(last.endsWith("maxLoopGapMs=\"0.0\""), qPrintable(last));
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
+    }
+
+    void anotherProjectBeginsWithFiguresOfItsOwn()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        addSound();
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        engine->setProject(VelaProject::create(kRateHz));
+        engine->stopPlayback();
+        const QStringList lines = m_log->texts(QtWarningMsg);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines[0].contains(" blocks/s=0 "), qPrintable(lines[0]));
         m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
     }
 
