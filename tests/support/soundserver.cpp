@@ -45,6 +45,13 @@ QString microphone(const QString& name)
         .arg(name, kMicrophoneFeed);
 }
 
+QString silentSource(const QString& name, const SoundServer::Options& options)
+{
+    return QStringLiteral("module-null-source source_name=%1 rate=%2 format=float32le")
+        .arg(name)
+        .arg(options.rateHz);
+}
+
 void prepareChild(QProcess& process, const QProcessEnvironment& environment)
 {
     process.setProcessEnvironment(environment);
@@ -130,6 +137,8 @@ QStringList SoundServer::serverArguments() const
         modules += nullSink(kMicrophoneFeed, m_options);
         modules += microphone(QStringLiteral("mic"));
     }
+    for (const QString& source : m_options.silentSources)
+        modules += silentSource(source, m_options);
     QStringList arguments{QStringLiteral("-n"), QStringLiteral("--daemonize=no"),
                           QStringLiteral("--use-pid-file=no"),
                           QStringLiteral("--exit-idle-time=-1")};

@@ -36,6 +36,8 @@ public:
         bool lazySinks = false;
         /// More null sinks, in the order in which they are made.
         QStringList extraSinks{};
+        /// Inputs that need no sink and hear nothing.
+        QStringList silentSources{};
     };
 
     class Capture;
