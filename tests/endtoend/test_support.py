@@ -170,8 +170,11 @@ class Growth(unittest.TestCase):
 
 
 class Underruns(unittest.TestCase):
+    def stretches(self, counts, queued=0.0):
+        return [soak.Stretch(count, 6.0, queued) for count in counts]
+
     def judged(self, counts, queued=0.0):
-        return soak.judge_underruns([soak.Stretch(count, 6.0, queued) for count in counts])
+        return soak.judge_underruns(self.stretches(counts, queued))
 
     def test_few_are_no_fault(self):
         self.assertEqual(self.judged([]), [])
@@ -184,8 +187,19 @@ class Underruns(unittest.TestCase):
         self.assertEqual(len(self.judged([31] * 9)), 1)
 
     def test_more_and_more_are_one(self):
-        self.assertEqual(len(self.judged([0, 0, 0, 4, 8, 12, 16, 20, 24], queued=6.0)), 1)
-        self.assertEqual(self.judged([0, 0, 0, 3, 6, 9, 12, 15, 18], queued=6.0), [])
+        def grown(counts):
+            return soak.judge_growth(self.stretches(counts))
+
+        self.assertEqual(grown([]), [])
+        self.assertEqual(grown([7, 8, 0, 3, 19, 6, 0, 28, 5]), [])
+        self.assertEqual(len(grown([0, 0, 0, 4, 8, 12, 16, 20, 24])), 1)
+        self.assertEqual(grown([0, 0, 0, 3, 6, 9, 12, 15, 18]), [])
+
+    def test_the_machine_is_to_blame_in_a_short_run_that_it_disturbed_most_of_the_time(self):
+        quiet, busy = self.stretches([5] * 4, 0.3), self.stretches([5] * 5, 0.4)
+        self.assertTrue(soak.may_be_the_machines(quiet + busy))
+        self.assertFalse(soak.may_be_the_machines(quiet + busy[1:]))
+        self.assertFalse(soak.may_be_the_machines(4 * (quiet + busy)))
 
 
 class Clock(unittest.TestCase):

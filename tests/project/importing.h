@@ -1,8 +1,8 @@
 #pragma once
 
 #include "project/audioimporter.h"
+#include "support/stopwatch.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QStringList>
 
@@ -15,10 +15,9 @@ struct Import {
                          [this](int percent) { progress.append(percent); });
         QObject::connect(&importer, &AudioImporter::errorOccurred,
                          [this](const QString& message) { errors.append(message); });
-        QElapsedTimer timer;
-        timer.start();
+        const Stopwatch watch;
         track = importer.importFile(path);
-        elapsedMs = timer.elapsed();
+        elapsedMs = watch.elapsedMs();
     }
 
     /// A track, no error, and 100 exactly once, at the end.
