@@ -7,6 +7,7 @@
 #include "project/importing.h"
 #include "project/retireddecoder.h"
 
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QSocketNotifier>
 
