@@ -44,12 +44,14 @@ public:
         m_apis[api] = loop;
     }
 
-    /// Other connections may have had the same address before.
     void note(const pa_context* context, const pa_mainloop_api* api)
     {
         const std::lock_guard lock(m_lock);
         const auto known = m_apis.find(api);
-        m_contexts[context] = known == m_apis.end() ? nullptr : known->second;
+        if (known != m_apis.end())
+            m_contexts[context] = known->second;
+        else
+            m_contexts.erase(context); // another had its address before
     }
 
     /// The loop on whose thread the connection is, null for one without a thread.
