@@ -228,6 +228,8 @@ void VelaEngine::fillRing()
 {
     while (!transport::isAtEnd(*m_project) && m_outputNode->freeSamples() >= kBlockSamples)
         renderBlock();
+    if (transport::isAtEnd(*m_project))
+        m_outputNode->markEnd();
 }
 
 void VelaEngine::renderBlock()

@@ -42,9 +42,9 @@ DIALOG_KEEPS_MB = 0.027
 SOUND_KEEPS_MB = 0.066
 #: How many more there may be in a run's last third than in its middle one.
 MORE_UNDERRUNS_A_SECOND = 10 / 6
-#: A tenth of what the device asks for, which would be heard. It is held against the program
+#: About one from one look to the next in a short run. They are held against the program
 #: where no thread of its or of the server's waited longer than that share for a processor.
-UNDERRUNS_A_SECOND = 5.0
+UNDERRUNS_A_SECOND = 0.2
 MOST_QUEUED_SHARE = 0.05
 RESTS = 30  # looks at the process in a run that is told its number of actions
 SECONDS_BETWEEN_RESTS = 6.0  # in a run that is told its length, at first
@@ -281,7 +281,6 @@ class Stretch:
 
     def rate(self):
         return self.underruns / self.seconds
-
 
     def is_quiet(self):
         """The machine had time for the program."""

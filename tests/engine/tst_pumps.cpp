@@ -1,3 +1,4 @@
+#include "engine/transport.h"
 #include "enginesuite.h"
 #include "media/devices/mediaplatform.h"
 
@@ -19,6 +20,8 @@ public:
         std::vector<float> samples(queuedSamples());
         stream().ring.read(samples.data(), samples.size());
     }
+
+    [[nodiscard]] bool hasEnded() { return stream().ended; }
 };
 
 } // namespace
@@ -73,6 +76,28 @@ private slots:
         engine->setProject(m_project);
         QVERIFY(waitForATick(*engine));
         QVERIFY(m_project->play.position > begun);
+    }
+
+    void theLoudspeakerIsToldOfTheEndWithTheLastBlock()
+    {
+        const auto output = QSharedPointer<TakingOutputNode>::create(impatientWatchdog());
+        m_output = output;
+        const auto engine = makeEngine();
+        engine->startPlayback();
+        QVERIFY(output->hasEnded());
+        engine->stopPlayback();
+
+        addSound();
+        engine->startPlayback();
+        while (!transport::isAtEnd(*m_project)) {
+            QVERIFY(!output->hasEnded());
+            output->takeAll();
+            QVERIFY(waitForATick(*engine));
+        }
+        QVERIFY(output->hasEnded());
+        engine->stopPlayback();
+        engine->startPlayback();
+        QVERIFY(!output->hasEnded());
     }
 
     void nothingIsTakenForAProjectThatDoesNotRecord_data() { addInterruptions(); }

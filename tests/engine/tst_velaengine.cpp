@@ -10,6 +10,7 @@
 #include "support/soundserver.h"
 
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
@@ -225,6 +226,21 @@ private slots:
         QVERIFY(!m_engine->isPlaying());
         QVERIFY(!m_project->playing);
         QCOMPARE(m_project->play.name, "cursor");
+    }
+
+    // What the device asks for until the last of it is heard is not missing.
+    void theEndOfAProjectIsNoUnderrun()
+    {
+        QLoggingCategory::setFilterRules("vela.engine.diagnostics.debug=true");
+        m_engine = std::make_unique<VelaEngine>();
+        QLoggingCategory::setFilterRules({});
+        m_engine->setProject(m_project);
+        addTrack({signal_makers::counter(70000)});
+        QVERIFY(inThreeAttempts([this] {
+            (void)playToTheEnd();
+            return m_log->texts(QtWarningMsg).constLast().contains("| OUT underrun=0 drop=0 ");
+        }));
+        m_log->takeContaining(QtWarningMsg, "[VELA-DIAG] ");
     }
 
     void playsAShortSoundWhole()

@@ -48,6 +48,7 @@ void AudioOutputNode::process(const AudioContext& block)
         for (quint64 frame = 0; frame < block.frames; ++frame)
             out[frame * channels] = static_cast<float>(source[frame]);
     }
+    stream().ended = false;
     const quint64 written = stream().ring.write(m_interleaved.data(), count);
     stream().written += written;
     stream().dropped += count - written;

@@ -35,6 +35,10 @@ public:
     /// does not fit counts as dropped.
     void process(const AudioContext& block) override;
 
+    /// Node's thread; never blocks. Nothing follows what was processed: that the
+    /// ring runs dry now is no underrun. The next `process` or `stop` ends that.
+    void markEnd() { stream().ended = true; }
+
     /// Linear gain, 0 to 1, of this and every later sink. Does not wait.
     void setVolume(float volume);
 

@@ -90,7 +90,8 @@ void AudioOutputNode::FeedDevice::readFromRing(float* samples, quint64 count)
     const quint64 missing = count - read;
     if (missing > 0) {
         std::fill_n(samples + read, missing, 0.0F);
-        ++m_stream->underruns;
+        if (!m_stream->ended)
+            ++m_stream->underruns;
     }
     // release: pairs with the acquire in AudioOutputNode::hasPlayedOut(), which
     // must not meet the silence of before these samples.

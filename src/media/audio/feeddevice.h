@@ -12,7 +12,8 @@ namespace media::audio {
 
 /// What the sink pulls its samples from: the ring, or the pull callback in pull
 /// mode, in the format on the wire. Always gives all that was asked for, in
-/// whole frames: what is missing is silence and counts as one underrun.
+/// whole frames: what is missing is silence and counts as one underrun, unless
+/// the stream has ended.
 ///
 /// Used on the device thread; the toolkit also asks `atEnd` from a thread of its
 /// own. Reads neither lock (but for the callback) nor, once they have grown to

@@ -33,6 +33,7 @@ void NodeStream::begin()
     written = 0;
     taken = 0;
     silence = 0;
+    ended = false;
 }
 
 void NodeStream::succeed(const NodeStream& previous)

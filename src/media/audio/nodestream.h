@@ -87,6 +87,9 @@ public:
     std::atomic<quint64> taken = 0;
     std::atomic<quint64> silence = 0;
 
+    /// Nothing follows what was written: the silence after it is no trouble.
+    std::atomic<bool> ended = false;
+
     /// Silence that has to follow the last sample before that one is surely out
     /// of every buffer on its way to the loudspeaker, in samples.
     std::atomic<quint64> silenceUntilHeard = 0;

@@ -49,6 +49,8 @@ public:
         stream().ring.read(samples.data(), queuedSamples());
         return samples;
     }
+
+    [[nodiscard]] bool hasEnded() { return stream().ended; }
 };
 
 } // namespace
@@ -207,6 +209,18 @@ private slots:
         QCOMPARE(node.droppedSamples(), 5U);
         node.resetCounters();
         QCOMPARE(node.droppedSamples(), 0U);
+    }
+
+    void soundAfterTheEndTakesTheEndBack()
+    {
+        ReadableNode node;
+        QVERIFY(!node.hasEnded());
+        node.markEnd();
+        node.process({0, 1, nullptr});
+        QVERIFY(node.hasEnded());
+        const double sample = 0.5;
+        node.process({1, 1, &sample});
+        QVERIFY(!node.hasEnded());
     }
 
     void processGivesEachDeviceChannelItsSource()

@@ -106,6 +106,19 @@ private slots:
         QCOMPARE(feed.stream->samplesMoved.load(), 10U);
     }
 
+    void silenceAfterTheEndIsNoUnderrun()
+    {
+        Feed feed(1, QAudioFormat::Float);
+        feed.write({0.5F});
+        feed.stream->ended = true;
+        QCOMPARE(feed.read<float>(8), (QList<float>{0.5F, 0}));
+        QCOMPARE(feed.read<float>(8), (QList<float>{0, 0}));
+        QCOMPARE(feed.stream->underruns.load(), 0U);
+        feed.stream->begin();
+        QCOMPARE(feed.read<float>(8), (QList<float>{0, 0}));
+        QCOMPARE(feed.stream->underruns.load(), 1U);
+    }
+
     void readOfAnEmptyRingIsFullSizeSilenceAsInt16()
     {
         Feed feed(2, QAudioFormat::Int16);
