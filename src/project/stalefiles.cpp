@@ -21,9 +21,20 @@ QByteArray fileNameOf(const QByteArray& path)
     return path.mid(path.lastIndexOf('/') + 1);
 }
 
+// Whole letters of UTF-8: some file systems refuse a part of one.
+QByteArray stemOf(const QByteArray& fileName)
+{
+    if (fileName.size() <= kMaxStemBytes)
+        return fileName;
+    qsizetype end = kMaxStemBytes;
+    while (end > 0 && (fileName[end] & 0xC0) == 0x80)
+        --end;
+    return fileName.left(end);
+}
+
 QByteArray prefixFor(const QByteArray& target)
 {
-    return '.' + fileNameOf(target).left(kMaxStemBytes) + '.';
+    return '.' + stemOf(fileNameOf(target)) + '.';
 }
 
 bool isNameFor(const QByteArray& name, const QByteArray& prefix)
@@ -35,14 +46,15 @@ bool isNameFor(const QByteArray& name, const QByteArray& prefix)
     return QByteArray::fromHex(digits).toHex() == digits;
 }
 
-// The lock dies with the program that held it.
+// The lock dies with the program that held it. A shared one is refused beside it just as
+// well, and on NFS, where an exclusive one would take a file that is open for writing.
 void removeIfAbandoned(const QByteArray& path)
 {
     const int fd = ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return;
     struct stat status = {};
-    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0)
+    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && ::flock(fd, LOCK_SH | LOCK_NB) == 0)
         ::unlink(path.constData());
     ::close(fd);
 }
