@@ -42,6 +42,8 @@ int runVela(int& argc, char** argv)
     window->setSettings(QSharedPointer<Settings>::create(QString(), QString(), QString(),
                                                          QStringLiteral("Vela.ini")));
     window->setWindowTitle(QStringLiteral("Quorix Vela"));
+    QObject::connect(application.get(), &QGuiApplication::commitDataRequest, window.get(),
+                     &Vela::answerSessionEnd);
     window->show();
     const int result = QApplication::exec();
     window.reset();

@@ -4,6 +4,7 @@
 #include "project/velaproject.h"
 #include "shortcuts/shortcutregistry.h"
 
+#include <QDeadlineTimer>
 #include <QIcon>
 #include <QSharedPointer>
 #include <QWeakPointer>
@@ -11,6 +12,7 @@
 
 class FileWork;
 class QAudioFormat;
+class QSessionManager;
 class QTimer;
 class Settings;
 class ShortcutHelpWidget;
@@ -40,6 +42,10 @@ public:
     [[nodiscard]] ProjectHandle project() const { return m_project; }
 
     [[nodiscard]] VelaEngine* engine() const { return m_engine.data(); }
+
+    /// For a desktop that wants to end the session: asks the user before unsaved changes
+    /// are lost, and keeps the session if they are not to be.
+    void answerSessionEnd(QSessionManager& manager);
 
 public slots:
     /// Replaces the project with a fresh one, after asking if that would lose
@@ -92,7 +98,8 @@ private:
     VelaLayout m_ui;
     QSharedPointer<VelaEngine> m_engine;
     QTimer* m_refreshTimer = nullptr;
-    qint64 m_cursorBeforeRecording = 0; ///< frames
+    qint64 m_cursorBeforeRecording = 0;  ///< frames
+    QDeadlineTimer m_agreedToDiscard{0}; ///< until then the user is not asked again
     QWeakPointer<Settings> m_settings;
     ShortcutRegistry m_shortcuts;
     QSharedPointer<ShortcutHelpWidget> m_help;

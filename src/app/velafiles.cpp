@@ -2,6 +2,7 @@
 
 #include "app/filedialogs.h"
 #include "app/filework.h"
+#include "app/sessionend.h"
 #include "app/trackstack.h"
 #include "app/vela.h"
 #include "engine/velaengine.h"
@@ -13,17 +14,21 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSessionManager>
 
 namespace {
 
 const QString kLastFileKey = QStringLiteral("vela/lastFileDir");
 const QString kFullScreenKey = QStringLiteral("vela/fullScreen");
 
+/// A session that ends closes the window as soon as every program has agreed.
+constexpr int kAgreementMs = 10000;
+
 } // namespace
 
 bool Vela::confirmDiscard()
 {
-    if (!m_project || !m_project->tainted)
+    if (!m_project || !m_project->tainted || !m_agreedToDiscard.hasExpired())
         return true;
     QMessageBox box(this);
     box.setWindowTitle(tr("Unsaved Changes"));
@@ -34,6 +39,13 @@ bool Vela::confirmDiscard()
     box.setEscapeButton(cancel);
     box.exec();
     return box.clickedButton() == discard;
+}
+
+void Vela::answerSessionEnd(QSessionManager& manager)
+{
+    const bool isAtRisk = m_project && m_project->tainted;
+    if (session_end::answer(manager, isAtRisk, [this] { return confirmDiscard(); }))
+        m_agreedToDiscard.setRemainingTime(kAgreementMs);
 }
 
 bool Vela::clear()
