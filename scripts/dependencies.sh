@@ -21,6 +21,11 @@ zlib1g-dev                 pc:zlib
 libqt6svg6                 -
 "
 
+# For a desktop without an X server.
+kWaylandDependencies="
+qt6-wayland                  -
+"
+
 kTourDependencies="
 python3                    cmd:python3
 python3-pyatspi            -

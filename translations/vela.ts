@@ -143,6 +143,25 @@
     </message>
 </context>
 <context>
+    <name>Refusals</name>
+    <message>
+        <source>No audio device here takes the project&apos;s sample rate, %1 Hz.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No audio output was found. Connect or switch one on, then press Play again.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No audio input was found. Connect a microphone, then press Record again.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No audio output was found, and recording needs one, too. Connect or switch one on, then press Record again.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>ShortcutCatalogue</name>
     <message>
         <source>Keyboard Help</source>
@@ -518,14 +537,6 @@
     </message>
     <message>
         <source>Save Project</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No audio output was found. Connect or switch one on, then press Play again.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>No audio input was found. Connect a microphone, then press Record again.</source>
         <translation type="unfinished"></translation>
     </message>
     <message>

@@ -143,6 +143,25 @@
     </message>
 </context>
 <context>
+    <name>Refusals</name>
+    <message>
+        <source>No audio device here takes the project&apos;s sample rate, %1 Hz.</source>
+        <translation>Kein Audiogerät hier nimmt die Abtastrate des Projekts an, %1 Hz.</translation>
+    </message>
+    <message>
+        <source>No audio output was found. Connect or switch one on, then press Play again.</source>
+        <translation>Es wurde kein Audioausgang gefunden. Bitte einen anschließen oder einschalten und dann erneut die Wiedergabe starten.</translation>
+    </message>
+    <message>
+        <source>No audio input was found. Connect a microphone, then press Record again.</source>
+        <translation>Es wurde kein Audioeingang gefunden. Bitte ein Mikrofon anschließen und dann erneut die Aufnahme starten.</translation>
+    </message>
+    <message>
+        <source>No audio output was found, and recording needs one, too. Connect or switch one on, then press Record again.</source>
+        <translation>Es wurde kein Audioausgang gefunden, den auch die Aufnahme braucht. Bitte einen anschließen oder einschalten und dann erneut die Aufnahme starten.</translation>
+    </message>
+</context>
+<context>
     <name>ShortcutCatalogue</name>
     <message>
         <source>Keyboard Help</source>
@@ -519,14 +538,6 @@
     <message>
         <source>Save Project</source>
         <translation>Projekt speichern</translation>
-    </message>
-    <message>
-        <source>No audio output was found. Connect or switch one on, then press Play again.</source>
-        <translation>Es wurde kein Audioausgang gefunden. Bitte einen anschließen oder einschalten und dann erneut die Wiedergabe starten.</translation>
-    </message>
-    <message>
-        <source>No audio input was found. Connect a microphone, then press Record again.</source>
-        <translation>Es wurde kein Audioeingang gefunden. Bitte ein Mikrofon anschließen und dann erneut die Aufnahme starten.</translation>
     </message>
     <message>
         <source>Keyboard Shortcuts</source>

@@ -3,11 +3,13 @@
 #include "app/activitystrip.h"
 #include "app/filework.h"
 #include "app/iconbutton.h"
+#include "app/refusals.h"
 #include "app/trackstack.h"
 #include "app/transportkeys.h"
 #include "engine/transport.h"
 #include "engine/velaengine.h"
 #include "lifecycle/pointercheck.h"
+#include "media/devices/devicemanager.h"
 #include "project/timetext.h"
 #include "shortcuts/shortcutcatalogue.h"
 #include "shortcuts/shortcuthelpwidget.h"
@@ -24,6 +26,8 @@
 #include <QTimer>
 
 #include <algorithm>
+
+using media::devices::DeviceManager;
 
 namespace {
 
@@ -163,8 +167,9 @@ void Vela::togglePlayStop(bool play)
     if (play && !m_engine->isPlaying()) {
         m_ui.playStop->setChecked(false);
         refreshViews();
+        auto& devices = DeviceManager::instance();
         m_ui.activity->showMessage(
-            tr("No audio output was found. Connect or switch one on, then press Play again."));
+            refusals::ofPlaying(!devices.audioOutputs().isEmpty(), m_project->sampleRate));
     }
 }
 
@@ -199,8 +204,10 @@ void Vela::toggleRecord(bool record)
     updateRecordButton();
     if (record && !m_engine->isRecording()) {
         m_ui.record->setChecked(false);
-        m_ui.activity->showMessage(
-            tr("No audio input was found. Connect a microphone, then press Record again."));
+        auto& devices = DeviceManager::instance();
+        m_ui.activity->showMessage(refusals::ofRecording(!devices.audioInputs().isEmpty(),
+                                                         !devices.audioOutputs().isEmpty(),
+                                                         m_project->sampleRate));
     }
 }
 
@@ -327,6 +334,10 @@ void Vela::removeTrack(int index)
 {
     if (!m_project || m_work->needsProjectUnchanged())
         return;
+    const TrackHandle take = m_engine->recordTrack();
+    // Or it would go on in a track that nobody can see or save.
+    if (take && take == m_project->tracks.value(index))
+        m_ui.record->setChecked(false);
     m_project->removeTrack(index);
     updateTrackViews();
 }

@@ -346,6 +346,35 @@ private slots:
         button("pushButtonRecord")->click();
     }
 
+    void aRateThatNoDeviceTakesIsToldOf()
+    {
+        m_project->sampleRate = 0; // as of a damaged file
+        m_log->tolerate(QtWarningMsg, QStringLiteral("no audio output device supports"));
+        m_log->tolerate(QtWarningMsg, QStringLiteral("cannot record"));
+        const QString told = QStringLiteral("No audio device here takes the project's sample "
+                                            "rate, 0 Hz.");
+        for (const char* name : {"pushButtonPlayStop", "pushButtonRecord"}) {
+            button(name)->click();
+            QVERIFY(!button(name)->isChecked());
+            QCOMPARE(message(), told);
+        }
+    }
+
+    void removingTheTakeEndsIt()
+    {
+        addSound(3000);
+        m_project->cursor.position = 77;
+        IconButton* record = button("pushButtonRecord");
+        record->click();
+        m_window->removeTrack(0);
+        QVERIFY(m_project->recording);
+        m_window->removeTrack(0);
+        QVERIFY(!m_project->recording);
+        QVERIFY(!record->isChecked());
+        QVERIFY(m_project->tracks.isEmpty());
+        QCOMPARE(m_project->cursor.position, 77);
+    }
+
     void aLostDeviceBringsUpItsOwnButtonOnly()
     {
         addSound(qsizetype{60} * 44100);

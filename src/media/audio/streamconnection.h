@@ -23,8 +23,8 @@ namespace media::audio {
 /// Made and destroyed on one device thread.
 class StreamStart {
 public:
-    /// How long a device thread waits for permission; shorter than the node
-    /// waits for the device thread.
+    /// How long a device thread waits for permission; shorter than a node that has
+    /// not waited before waits for the device thread.
     static constexpr std::chrono::milliseconds kBound{500};
 
     /// `touch` has to make the toolkit connect without opening a stream; it runs

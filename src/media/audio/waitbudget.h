@@ -13,7 +13,8 @@ class WaitBudget {
 public:
     using Ms = std::chrono::milliseconds;
 
-    /// What each wait is given in any case: what is in order takes no longer.
+    /// What each wait is given in any case: what is in order seldom takes
+    /// longer.
     static constexpr Ms kLeast{50};
 
     explicit WaitBudget(Ms most);
