@@ -160,6 +160,10 @@
         <source>No audio output was found, and recording needs one, too. Connect or switch one on, then press Record again.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>%1 is longer than a project file can hold. It can be played, but no project with it can be saved.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>ShortcutCatalogue</name>

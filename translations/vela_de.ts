@@ -160,6 +160,10 @@
         <source>No audio output was found, and recording needs one, too. Connect or switch one on, then press Record again.</source>
         <translation>Es wurde kein Audioausgang gefunden, den auch die Aufnahme braucht. Bitte einen anschließen oder einschalten und dann erneut die Aufnahme starten.</translation>
     </message>
+    <message>
+        <source>%1 is longer than a project file can hold. It can be played, but no project with it can be saved.</source>
+        <translation>%1 ist länger, als eine Projektdatei aufnehmen kann. Wiedergeben lässt sich die Datei, aber kein Projekt mit ihr speichern.</translation>
+    </message>
 </context>
 <context>
     <name>ShortcutCatalogue</name>

@@ -1,5 +1,7 @@
 #include "app/refusals.h"
 
+#include "project/projectserializer.h"
+
 #include <QCoreApplication>
 
 namespace {
@@ -34,6 +36,16 @@ QString ofRecording(bool hasInput, bool hasOutput, int rateHz)
         return Refusals::tr("No audio output was found, and recording needs one, too. Connect or "
                             "switch one on, then press Record again.");
     return ofTheRate(rateHz);
+}
+
+QString ofSaving(const QString& fileName, qint64 frames)
+{
+    if (frames <= kMaxChannelSamples)
+        return {};
+    return Refusals::tr(
+               "%1 is longer than a project file can hold. It can be played, but no project "
+               "with it can be saved.")
+        .arg(fileName);
 }
 
 } // namespace refusals

@@ -1,7 +1,9 @@
 // The file commands of the main window.
 
+#include "app/activitystrip.h"
 #include "app/filedialogs.h"
 #include "app/filework.h"
+#include "app/refusals.h"
 #include "app/sessionend.h"
 #include "app/trackstack.h"
 #include "app/vela.h"
@@ -90,6 +92,9 @@ void Vela::importAudio(const QString& path)
     updateTrackViews();
     zoomToFit();
     updatePositionDisplay();
+    const QString refusal = refusals::ofSaving(QFileInfo(path).fileName(), track->length());
+    if (!refusal.isEmpty())
+        m_ui.activity->showMessage(refusal);
 }
 
 void Vela::save(const QString& suggestedName)

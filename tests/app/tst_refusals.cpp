@@ -1,4 +1,5 @@
 #include "app/refusals.h"
+#include "project/projectserializer.h"
 
 #include <QTest>
 
@@ -26,6 +27,14 @@ private slots:
                  "on, then press Record again.");
         QCOMPARE(refusals::ofRecording(true, true, 500000),
                  "No audio device here takes the project's sample rate, 500000 Hz.");
+    }
+
+    void ofSavingComesWithTheFirstFrameTooMany()
+    {
+        QCOMPARE(refusals::ofSaving("tune.wav", kMaxChannelSamples), QString());
+        QCOMPARE(refusals::ofSaving("tune.wav", kMaxChannelSamples + 1),
+                 "tune.wav is longer than a project file can hold. It can be played, but no "
+                 "project with it can be saved.");
     }
 };
 
