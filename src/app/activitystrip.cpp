@@ -8,8 +8,6 @@
 #include <QPushButton>
 #include <QTimer>
 
-#include <utility>
-
 namespace {
 
 constexpr int kBarHeight = 12;
@@ -55,13 +53,13 @@ ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
 
 void ActivityStrip::showWork(const QString& what, const QString& cancelToolTip)
 {
+    if (!m_working)
+        m_messages.clear();
     m_timer->stop();
     m_working = true;
-    m_text->setText(what);
-    m_text->setToolTip({});
+    setText(what, {});
     m_progress->setRange(0, 0);
     m_progress->setAccessibleName(what);
-    setAccessibleName(what);
     m_progress->show();
     m_button->setText(tr("Cancel"));
     m_button->setToolTip(cancelToolTip);
@@ -77,13 +75,18 @@ void ActivityStrip::showProgress(int percent)
 
 void ActivityStrip::showMessage(const QString& message)
 {
-    if (m_working) {
-        m_pending = message;
-        return;
-    }
-    m_text->setText(message);
-    setAccessibleName(message);
-    m_text->setToolTip(tr("Click to close this message"));
+    m_messages.removeOne(message);
+    m_messages.append(message);
+    if (m_messages.size() > kMaxMessages)
+        m_messages.removeFirst();
+    if (!m_working)
+        showMessages();
+}
+
+void ActivityStrip::showMessages()
+{
+    const QString text = m_messages.join(u'\n');
+    setText(text, tr("Click to close this message"));
     m_progress->hide();
     m_button->setText(tr("Close"));
     m_button->setToolTip(tr("Close this message"));
@@ -97,15 +100,16 @@ void ActivityStrip::showMessage(const QString& message)
 void ActivityStrip::endWork()
 {
     m_working = false;
-    if (m_pending.isEmpty())
+    if (m_messages.isEmpty())
         dismiss();
     else
-        showMessage(std::exchange(m_pending, {}));
+        showMessages();
 }
 
 void ActivityStrip::dismiss()
 {
     m_timer->stop();
+    m_messages.clear();
     m_home->removeWidget(this);
     hide();
 }
@@ -117,6 +121,13 @@ void ActivityStrip::mousePressEvent(QMouseEvent* event)
         return;
     }
     dismiss();
+}
+
+void ActivityStrip::setText(const QString& text, const QString& toolTip)
+{
+    m_text->setText(text);
+    m_text->setToolTip(toolTip);
+    setAccessibleName(text);
 }
 
 void ActivityStrip::enterLayout()

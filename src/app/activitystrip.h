@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QFrame>
+#include <QStringList>
 
 class QBoxLayout;
 class QLabel;
@@ -13,14 +14,19 @@ class QTimer;
 /// Idle → working (a progress bar with what is being done, and a cancel button
 /// where that is possible) → idle; idle → message (goes away by itself, by a
 /// click or by the keyboard) → idle. A message that comes while working waits
-/// until the work has ended. While idle it is not part of the layout.
-/// To assistive technology it is an alert, and each of its texts is announced.
+/// until the work has ended. What comes while another is shown or waits stands
+/// below it: each once, and of too many the last. While idle it is not part of the
+/// layout. To assistive technology it is an alert, and each of its texts is
+/// announced.
 class ActivityStrip : public QFrame {
     Q_OBJECT
 
 public:
-    /// How long a message stays.
+    /// How long a message stays after the last that has joined it.
     static constexpr int kMessageMs = 10000;
+
+    /// Messages that are shown at once.
+    static constexpr qsizetype kMaxMessages = 4;
 
     /// Borrows `home`, where the strip stands at `index` while it is shown.
     ActivityStrip(QBoxLayout* home, int index, QWidget* parent);
@@ -35,7 +41,7 @@ public:
     /// Idle or message → message; working: shown when the work ends.
     void showMessage(const QString& message);
 
-    /// Working → idle, or message if one has come meanwhile.
+    /// Working → idle, or message if any has come meanwhile.
     void endWork();
 
     /// Message → idle.
@@ -48,6 +54,8 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
 
 private:
+    void setText(const QString& text, const QString& toolTip);
+    void showMessages();
     void enterLayout();
 
     QBoxLayout* m_home;
@@ -57,5 +65,5 @@ private:
     QPushButton* m_button;
     QTimer* m_timer;
     bool m_working = false;
-    QString m_pending; ///< came while working
+    QStringList m_messages; ///< shown; while working those that wait
 };

@@ -137,6 +137,45 @@ private slots:
         QVERIFY(!m_strip->isVisible());
     }
 
+    void messagesThatComeTogetherStandBelowEachOtherAndEachOnce()
+    {
+        m_strip->showMessage(QStringLiteral("No audio output"));
+        m_strip->showMessage(QStringLiteral("No audio input"));
+        QCOMPARE(label()->text(), "No audio output\nNo audio input");
+        m_strip->showMessage(QStringLiteral("No audio output"));
+        QCOMPARE(label()->text(), "No audio input\nNo audio output");
+    }
+
+    void messagesWaitTogetherForTheEndOfTheWork()
+    {
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
+        m_strip->showMessage(QStringLiteral("No audio output"));
+        m_strip->showWork(QStringLiteral("Opening b.wav…"), QStringLiteral("Stop it"));
+        m_strip->showMessage(QStringLiteral("No audio input"));
+        QCOMPARE(label()->text(), "Opening b.wav…");
+        m_strip->endWork();
+        QCOMPARE(label()->text(), "No audio output\nNo audio input");
+    }
+
+    void ofManyMessagesTheLastFourAreShown()
+    {
+        for (const char* message : {"one", "two", "three", "four", "five", "six"})
+            m_strip->showMessage(QString::fromLatin1(message));
+        QCOMPARE(label()->text(), "three\nfour\nfive\nsix");
+    }
+
+    void messagesThatHaveGoneDoNotComeBackWithTheNext()
+    {
+        m_strip->showMessage(QStringLiteral("No audio output"));
+        button()->click();
+        m_strip->showMessage(QStringLiteral("No audio input"));
+        QCOMPARE(label()->text(), "No audio input");
+        m_strip->showWork(QStringLiteral("Opening a.wav…"), QStringLiteral("Stop it"));
+        m_strip->showMessage(QStringLiteral("File does not exist"));
+        m_strip->endWork();
+        QCOMPARE(label()->text(), "File does not exist");
+    }
+
     void newWorkStopsTheTimeOfAnOldMessage()
     {
         m_strip->findChild<QTimer*>()->setInterval(50);

@@ -15,12 +15,14 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <utility>
 
 namespace {
 
 constexpr qint64 kSecondMs = 1000;
 constexpr qint64 kWeekMs = qint64{7} * 24 * 3600 * kSecondMs;
 constexpr qint64 kMessageMs = 10 * kSecondMs;
+constexpr qsizetype kMessages = 4;
 
 } // namespace
 
@@ -40,9 +42,9 @@ private:
 
     // What a user expects to see.
     QString m_work;
-    QString m_message;
-    QString m_waiting;
-    qint64 m_messageEndsMs = 0;
+    QStringList m_messages;
+    QStringList m_waiting;
+    qint64 m_messagesEndMs = 0;
     int m_texts = 0;
     int m_timesOut = 0;
 
@@ -71,20 +73,29 @@ private:
         timer()->setTimerType(m_nextType);
     }
 
-    void expectMessage(const QString& message)
+    void expectMessages(const QStringList& messages)
     {
-        m_message = message;
-        m_messageEndsMs = m_nowMs + kMessageMs;
+        m_messages = messages;
+        m_messagesEndMs = m_nowMs + kMessageMs;
+    }
+
+    /// The message below the others, where it was among them no longer.
+    static QStringList joined(QStringList messages, const QString& message)
+    {
+        messages.removeAll(message);
+        messages.append(message);
+        return messages.mid(std::max<qsizetype>(messages.size() - kMessages, 0));
     }
 
     void check()
     {
-        const bool shown = !m_work.isEmpty() || !m_message.isEmpty();
+        const bool shown = !m_work.isEmpty() || !m_messages.isEmpty();
         QCOMPARE(!m_strip->isHidden(), shown);
         QCOMPARE(m_window->layout()->indexOf(m_strip), shown ? 0 : -1);
         if (!shown)
             return;
-        QCOMPARE(m_strip->findChild<QLabel*>()->text(), m_work.isEmpty() ? m_message : m_work);
+        QCOMPARE(m_strip->findChild<QLabel*>()->text(),
+                 m_work.isEmpty() ? m_messages.join(u'\n') : m_work);
         QCOMPARE(m_strip->findChild<QProgressBar*>()->isHidden(), m_work.isEmpty());
     }
 
@@ -94,7 +105,7 @@ private:
         while (m_nowMs < endMs && !QTest::currentTestFailed()) {
             qint64 nextMs = endMs;
             for (const qint64 atMs :
-                 {m_messageEndsMs - 1, m_messageEndsMs, m_dueMs ? *m_dueMs : endMs}) {
+                 {m_messagesEndMs - 1, m_messagesEndMs, m_dueMs ? *m_dueMs : endMs}) {
                 if (atMs > m_nowMs)
                     nextMs = std::min(nextMs, atMs);
             }
@@ -104,28 +115,29 @@ private:
                 QVERIFY(QMetaObject::invokeMethod(timer(), "timeout"));
                 followTimer();
             }
-            if (!m_message.isEmpty() && m_nowMs >= m_messageEndsMs) {
-                m_message.clear();
+            if (!m_messages.isEmpty() && m_nowMs >= m_messagesEndMs) {
+                m_messages.clear();
                 ++m_timesOut;
             }
             check();
         }
     }
 
+    /// Now and then what was told before.
     void tell()
     {
-        const QString message = nextText();
+        const QString message = m_random() % 4 == 0 ? QString::number(m_texts - 1) : nextText();
         if (m_work.isEmpty())
-            expectMessage(message);
+            expectMessages(joined(m_messages, message));
         else
-            m_waiting = message;
+            m_waiting = joined(m_waiting, message);
         m_strip->showMessage(message);
     }
 
     void work()
     {
         m_work = nextText();
-        m_message.clear();
+        m_messages.clear();
         m_strip->showWork(m_work, m_random() % 2 == 0 ? QString() : QStringLiteral("Stop it"));
     }
 
@@ -139,16 +151,15 @@ private:
         }
         m_work.clear();
         if (!m_waiting.isEmpty())
-            expectMessage(m_waiting);
-        m_waiting.clear();
+            expectMessages(std::exchange(m_waiting, {}));
         m_strip->endWork();
     }
 
     void close()
     {
-        if (m_message.isEmpty())
+        if (m_messages.isEmpty())
             return;
-        m_message.clear();
+        m_messages.clear();
         m_strip->findChild<QPushButton*>()->click();
     }
 
@@ -188,7 +199,7 @@ private slots:
         m_log.reset();
     }
 
-    void aMessageLastsTenSecondsAndWorkUntilItsEnd()
+    void messagesLastTenSecondsAndWorkUntilItsEnd()
     {
         while (m_nowMs < kWeekMs && !QTest::currentTestFailed()) {
             happen();

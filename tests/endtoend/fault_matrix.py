@@ -231,7 +231,10 @@ class FaultCase(case.EditorCase):
         self.display.key(key)
 
     def wait_for_label(self, beginning):
-        wait_until(lambda: any(text.startswith(beginning) for text in self.controls.labels()),
+        def lines():
+            return [line for text in self.controls.labels() for line in text.splitlines()]
+
+        wait_until(lambda: any(line.startswith(beginning) for line in lines()),
                    WORK_SECONDS, f"the window to show {beginning!r}")
 
     def press_play(self):
