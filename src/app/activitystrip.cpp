@@ -1,5 +1,7 @@
 #include "app/activitystrip.h"
 
+#include "widgets/namelabel.h"
+
 #include <QAccessible>
 #include <QBoxLayout>
 #include <QLabel>
@@ -28,6 +30,7 @@ ActivityStrip::ActivityStrip(QBoxLayout* home, int index, QWidget* parent)
     m_text->setObjectName(QStringLiteral("labelActivity"));
     m_text->setTextFormat(Qt::PlainText);
     m_text->setWordWrap(true);
+    m_text->setMinimumWidth(1); // or a name without a blank would widen the window
     m_progress->setObjectName(QStringLiteral("progressBarActivity"));
     m_progress->setTextVisible(false);
     m_progress->setFixedHeight(kBarHeight);
@@ -57,7 +60,7 @@ void ActivityStrip::showWork(const QString& what, const QString& cancelToolTip)
         m_messages.clear();
     m_timer->stop();
     m_working = true;
-    setText(what, {});
+    setText(what, plainToolTip(what));
     m_progress->setRange(0, 0);
     m_progress->setAccessibleName(what);
     m_progress->show();
@@ -86,7 +89,7 @@ void ActivityStrip::showMessage(const QString& message)
 void ActivityStrip::showMessages()
 {
     const QString text = m_messages.join(u'\n');
-    setText(text, tr("Click to close this message"));
+    setText(text, plainToolTip(tr("Click to close this message") + u'\n' + text));
     m_progress->hide();
     m_button->setText(tr("Close"));
     m_button->setToolTip(tr("Close this message"));
@@ -123,6 +126,7 @@ void ActivityStrip::mousePressEvent(QMouseEvent* event)
     dismiss();
 }
 
+/// The tool tip has all of the text, for a long word may not fit into the line.
 void ActivityStrip::setText(const QString& text, const QString& toolTip)
 {
     m_text->setText(text);

@@ -15,6 +15,12 @@ QString shownName(const QString& name)
     return name.first(kMaxShownName - (splitsCharacter ? 1 : 0)) + QChar(0x2026);
 }
 
+QString plainToolTip(const QString& text)
+{
+    return Qt::mightBeRichText(text) ? QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped())
+                                     : text;
+}
+
 NameLabel::NameLabel(QWidget* parent)
     : QLabel(parent)
 {
@@ -27,8 +33,7 @@ void NameLabel::setName(const QString& name)
 {
     const QString shown = shownName(name);
     setText(shown);
-    setToolTip(Qt::mightBeRichText(shown) ? QStringLiteral("<qt>%1</qt>").arg(shown.toHtmlEscaped())
-                                          : shown);
+    setToolTip(plainToolTip(shown));
 }
 
 QSize NameLabel::minimumSizeHint() const

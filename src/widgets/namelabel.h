@@ -9,6 +9,9 @@ constexpr qsizetype kMaxShownName = 1000;
 /// ellipsis, as a file may bring a name of millions of characters.
 [[nodiscard]] QString shownName(const QString& name);
 
+/// `text` as a tool tip, which would take it for markup where it looks like it.
+[[nodiscard]] QString plainToolTip(const QString& text);
+
 /// A label of one line of plain text that never asks for more width than it is
 /// given: what does not fit is drawn with an ellipsis, and the tool tip shows
 /// all of it, up to `kMaxShownName`. `text()` stays what the tool tip shows. The Tab key stops at

@@ -200,6 +200,24 @@ private slots:
     {
         m_strip->showMessage(QStringLiteral("<b>a</b>.wav"));
         QCOMPARE(label()->textFormat(), Qt::PlainText);
+        QVERIFY(!Qt::mightBeRichText(label()->toolTip()));
+        m_strip->showWork(QStringLiteral("<b>a</b>.wav"), {});
+        QCOMPARE(label()->toolTip(), "<qt>&lt;b&gt;a&lt;/b&gt;.wav</qt>");
+    }
+
+    void aLongWordDoesNotWidenTheStripAndIsInTheToolTip()
+    {
+        const QString word(200, u'x');
+        m_strip->showMessage(QStringLiteral("no"));
+        const int widthOfMessage = m_strip->minimumSizeHint().width();
+        m_strip->showMessage(word);
+        QCOMPARE(m_strip->minimumSizeHint().width(), widthOfMessage);
+        QCOMPARE(label()->toolTip(), "Click to close this message\nno\n" + word);
+        m_strip->showWork(QStringLiteral("no"), {});
+        const int widthOfWork = m_strip->minimumSizeHint().width();
+        m_strip->showWork(word, {});
+        QCOMPARE(m_strip->minimumSizeHint().width(), widthOfWork);
+        QCOMPARE(label()->toolTip(), word);
     }
 };
 
