@@ -4,6 +4,7 @@
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
 
+#include <QFocusEvent>
 #include <QLabel>
 
 #include <algorithm>
@@ -48,6 +49,17 @@ void TrackStack::resizeEvent(QResizeEvent* event)
     m_hint->setGeometry(viewport()->rect());
 }
 
+/// The base class scrolls only where the key was pressed inside.
+bool TrackStack::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::FocusIn) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason)
+            ensureWidgetVisible(static_cast<QWidget*>(watched));
+    }
+    return QScrollArea::eventFilter(watched, event);
+}
+
 void TrackStack::rebuild(const ProjectHandle& project)
 {
     const bool sameProject = project == m_project;
@@ -83,6 +95,8 @@ TrackWidget* TrackStack::makeStrip(const TrackHandle& track, VelaProject* projec
     strip->setMaximumHeight(kMaxStripHeight);
     strip->setTrack(track);
     strip->waveform()->setViewState(project);
+    for (QWidget* part : strip->findChildren<QWidget*>())
+        part->installEventFilter(this);
     listenTo(strip);
     return strip;
 }

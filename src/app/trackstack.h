@@ -10,7 +10,8 @@ class TrackSplitter;
 class TrackWidget;
 
 /// The scrolling stack of track strips, one for each track of the project and
-/// in its order; without a track it says how to begin. GUI thread.
+/// in its order; without a track it says how to begin. What the Tab key reaches comes
+/// into sight. GUI thread.
 class TrackStack : public QScrollArea {
     Q_OBJECT
 
@@ -36,6 +37,7 @@ signals:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     TrackWidget* makeStrip(const TrackHandle& track, VelaProject* project);

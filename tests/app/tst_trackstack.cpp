@@ -2,14 +2,18 @@
 #include "project/projectserializer.h"
 #include "support/logcatcher.h"
 #include "support/paintcounter.h"
+#include "widgets/trackheaderwidget.h"
 #include "widgets/trackwidget.h"
 #include "widgets/waveformview.h"
 
 #include <QLabel>
 #include <QPointer>
+#include <QPushButton>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QSplitter>
 #include <QTest>
+#include <QVBoxLayout>
 
 #include <functional>
 #include <malloc.h>
@@ -17,6 +21,49 @@
 
 using Action = std::function<void(WaveformView&)>;
 Q_DECLARE_METATYPE(Action)
+
+namespace {
+
+constexpr int kCrowd = 30;
+
+/// A button above more strips than the window has room for.
+struct CrowdedWindow {
+    QWidget window;
+    QPushButton* button = new QPushButton;
+    TrackStack* stack = new TrackStack;
+
+    CrowdedWindow()
+    {
+        auto* column = new QVBoxLayout(&window);
+        column->addWidget(button);
+        column->addWidget(stack);
+        const auto project = VelaProject::create();
+        for (int i = 0; i < kCrowd; ++i)
+            project->addTrack({}, 2);
+        stack->rebuild(project);
+        window.resize(500, 300);
+        window.show();
+    }
+
+    [[nodiscard]] bool isReady()
+    {
+        return QTest::qWaitForWindowActive(&window) && QTest::qWaitFor([this] {
+                   return stack->verticalScrollBar()->maximum() > kCrowd * 80 - 300;
+               });
+    }
+
+    [[nodiscard]] TrackWidget* first() const { return stack->strips().constFirst(); }
+
+    [[nodiscard]] TrackWidget* last() const { return stack->strips().constLast(); }
+
+    [[nodiscard]] bool isInSight(const QWidget* widget) const
+    {
+        const QRect place(widget->mapTo(stack->viewport(), QPoint()), widget->size());
+        return stack->viewport()->rect().contains(place);
+    }
+};
+
+} // namespace
 
 class TestTrackStack : public QObject {
     Q_OBJECT
@@ -248,6 +295,37 @@ private slots:
         project->removeTrack(1);
         m_stack->rebuild(project);
         QCOMPARE(m_stack->focusWidget(), strips[0]->waveform());
+    }
+
+    void theTabKeyBringsIntoSightWhatItReachesFromOutside()
+    {
+        CrowdedWindow w;
+        QVERIFY(w.isReady());
+        w.button->setFocus();
+        QVERIFY(!w.isInSight(w.last()->waveform()));
+        QTest::keyClick(w.button, Qt::Key_Backtab);
+        QCOMPARE(w.window.focusWidget(), w.last()->waveform());
+        QVERIFY(w.isInSight(w.last()->waveform()));
+        QTest::keyClick(w.last()->waveform(), Qt::Key_Tab);
+        QVERIFY(w.button->hasFocus());
+        QWidget* const name = w.first()->header()->findChild<QLabel*>();
+        QVERIFY(!w.isInSight(name));
+        QTest::keyClick(w.button, Qt::Key_Tab);
+        QCOMPARE(w.window.focusWidget(), name);
+        QVERIFY(w.isInSight(name));
+    }
+
+    void whatGetsTheKeyboardOtherwiseStaysWhereItIs()
+    {
+        CrowdedWindow w;
+        QVERIFY(w.isReady());
+        for (const Qt::FocusReason reason :
+             {Qt::MouseFocusReason, Qt::ActiveWindowFocusReason, Qt::OtherFocusReason}) {
+            w.button->setFocus();
+            w.last()->waveform()->setFocus(reason);
+            QVERIFY(w.last()->waveform()->hasFocus());
+            QCOMPARE(w.stack->verticalScrollBar()->value(), 0);
+        }
     }
 
     void thirtyStripsScroll()
