@@ -217,8 +217,9 @@ void TrackHeaderWidget::leaveEditor()
 {
     m_editing = false; // first: losing the focus below also ends the editing
     m_nameLabel->show();
-    // Otherwise hiding the editor would hand the focus on to the Mute button.
-    if (m_nameEditor->hasFocus())
+    // Otherwise hiding the editor would hand the focus on to the Mute button, now or when
+    // the window is active again.
+    if (window()->focusWidget() == m_nameEditor)
         m_nameLabel->setFocus();
     m_nameEditor->hide();
 }

@@ -242,6 +242,21 @@ private slots:
         QVERIFY(button("M")->hasFocus());
     }
 
+    void leavingTheWindowKeepsTheNewNameAndTheKeyboardOnIt()
+    {
+        startRenaming();
+        QTest::keyClicks(editor(), "Bass");
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        QCOMPARE(m_track->name, "Bass");
+        QVERIFY(editor()->isHidden());
+        m_header->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_header.get()));
+        QVERIFY(label()->hasFocus());
+    }
+
     void escapeKeepsTheOldName()
     {
         QSignalSpy names(m_header.get(), &TrackHeaderWidget::nameChanged);
