@@ -5,6 +5,7 @@
 #include "project/projectfilejob.h"
 
 #include <QFileInfo>
+#include <QPointer>
 #include <QWidget>
 
 /// Marks work as running and keeps the exclusive controls disabled meanwhile.
@@ -12,11 +13,13 @@ class FileWork::Exclusive {
 public:
     Exclusive(FileWork* work, bool needsProjectUnchanged)
         : m_work(work)
+        , m_focusBefore(focus())
     {
         m_work->m_running = true;
         m_work->m_needsProjectUnchanged = needsProjectUnchanged;
         setControlsEnabled(false);
         emit m_work->started();
+        m_focusMeanwhile = focus();
     }
 
     ~Exclusive()
@@ -25,11 +28,15 @@ public:
         m_work->m_running = false;
         m_work->m_needsProjectUnchanged = false;
         emit m_work->finished();
+        if (m_focusBefore && focus() == m_focusMeanwhile)
+            m_focusBefore->setFocus();
     }
 
     Q_DISABLE_COPY_MOVE(Exclusive)
 
 private:
+    [[nodiscard]] QWidget* focus() const { return m_work->m_strip->window()->focusWidget(); }
+
     void setControlsEnabled(bool enabled)
     {
         for (QWidget* control : std::as_const(m_work->m_exclusive))
@@ -37,6 +44,8 @@ private:
     }
 
     FileWork* m_work;
+    QPointer<QWidget> m_focusBefore;
+    QPointer<QWidget> m_focusMeanwhile; ///< where the toolkit moves it from what is disabled
 };
 
 FileWork::FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* parent)

@@ -17,7 +17,8 @@ class FileWork : public QObject {
     Q_OBJECT
 
 public:
-    /// `exclusive` are the controls to be disabled while work is running; both
+    /// `exclusive` are the controls to be disabled while work is running. The keyboard
+    /// comes back to what is disabled then, unless the user has moved it meanwhile. Both
     /// arguments are borrowed and must outlive this object.
     FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* parent);
 

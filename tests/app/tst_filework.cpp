@@ -100,6 +100,49 @@ private slots:
         QCOMPARE(finished.count(), 1);
     }
 
+    void anExclusiveControlHasTheKeyboardAgainAfterTheWork()
+    {
+        auto* next = new QPushButton(m_window.get());
+        next->show();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        m_control->setFocus();
+        QWidget* focusMeanwhile = nullptr;
+        meanwhile([&] { focusMeanwhile = m_window->focusWidget(); });
+        QVERIFY(m_work->importAudio(wavFile(kRateHz)));
+        QCOMPARE(focusMeanwhile, next);
+        QCOMPARE(m_window->focusWidget(), m_control);
+    }
+
+    void aControlThatTheStartOfTheWorkDisabledHasTheKeyboardAgain()
+    {
+        auto* record = new QPushButton(m_window.get());
+        auto* next = new QPushButton(m_window.get());
+        record->show();
+        next->show();
+        connect(m_work, &FileWork::started, record, [record] { record->setEnabled(false); });
+        connect(m_work, &FileWork::finished, record, [record] { record->setEnabled(true); });
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        record->setFocus();
+        QWidget* focusMeanwhile = nullptr;
+        meanwhile([&] { focusMeanwhile = m_window->focusWidget(); });
+        QVERIFY(m_work->importAudio(wavFile(kRateHz)));
+        QCOMPARE(focusMeanwhile, next);
+        QCOMPARE(m_window->focusWidget(), record);
+    }
+
+    void theKeyboardStaysWhereTheUserHasMovedItMeanwhile()
+    {
+        auto* next = new QPushButton(m_window.get());
+        auto* elsewhere = new QPushButton(m_window.get());
+        next->show();
+        elsewhere->show();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        m_control->setFocus();
+        meanwhile([&] { elsewhere->setFocus(); });
+        QVERIFY(m_work->importAudio(wavFile(kRateHz)));
+        QCOMPARE(m_window->focusWidget(), elsewhere);
+    }
+
     void aFailedImportIsShown()
     {
         const QSignalSpy finished(m_work, &FileWork::finished);
