@@ -137,3 +137,10 @@ void TrackStack::refreshWaveforms()
     for (TrackWidget* strip : std::as_const(m_strips))
         strip->waveform()->update();
 }
+
+void TrackStack::announceCursor()
+{
+    const qsizetype focused = focusedStrip();
+    if (focused >= 0)
+        m_strips[focused]->waveform()->announceCursor();
+}

@@ -27,6 +27,9 @@ public:
     /// Asks every waveform view to repaint.
     void refreshWaveforms();
 
+    /// Has the waveform of the strip with the keyboard tell where the cursor is.
+    void announceCursor();
+
 signals:
     /// The user moved cursor or selection in some strip.
     void positionEdited();

@@ -312,6 +312,7 @@ void Vela::goToStart()
         return;
     m_project->cursor.position = 0;
     refreshViews();
+    m_ui.tracks->announceCursor();
 }
 
 void Vela::goToEnd()
@@ -320,6 +321,7 @@ void Vela::goToEnd()
         return;
     m_project->cursor.position = m_project->length();
     refreshViews();
+    m_ui.tracks->announceCursor();
 }
 
 void Vela::addTrack()

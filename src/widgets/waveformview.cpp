@@ -103,6 +103,11 @@ void WaveformView::moveCursor(qint64 sample)
 {
     m_state->cursor.position = sample;
     emit cursorMoved(sample);
+    announceCursor();
+}
+
+void WaveformView::announceCursor()
+{
     if (QAccessible::isActive()) {
         QAccessibleValueChangeEvent moved(this, cursorSeconds());
         QAccessible::updateAccessibility(&moved);

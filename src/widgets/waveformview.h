@@ -67,6 +67,9 @@ public:
     [[nodiscard]] double lengthSeconds() const;
     void placeCursorAt(double seconds);
 
+    /// Tells assistive technology where the cursor is, after it was moved elsewhere.
+    void announceCursor();
+
     /// The frame at logical pixel `x`.
     [[nodiscard]] qint64 xToSample(int x) const;
 

@@ -17,6 +17,17 @@ class Accessibility(case.EditorCase):
         path, _ = self.make_wav("tune.wav", seconds)
         self.editor.open_audio(path)
 
+    def require_told(self, key):
+        self.open_tune()
+        self.tab_to("Waveform of tune")
+        with self.controls.listening_for_values() as tellers:
+            # Again and again, for the window learns late that somebody listens.
+            def is_told():
+                self.display.key(key)
+                return "Waveform of tune" in tellers()
+
+            wait_until(is_told, SECONDS, f"the value to be told after {key}")
+
     def test_every_control_has_a_role_a_name_and_a_use(self):
         self.open_tune()
         notes = self.folder / "notes.wav"
@@ -86,6 +97,12 @@ class Accessibility(case.EditorCase):
         value.currentValue = 1.5
         wait_until(lambda: self.editor.position() == "00:00:01.500", SECONDS, "the cursor")
         self.assertEqual(value.currentValue, 1.5)
+
+    def test_the_way_to_the_start_is_told_as_a_value(self):
+        self.require_told("Home")
+
+    def test_the_way_to_the_end_is_told_as_a_value(self):
+        self.require_told("End")
 
     def test_the_question_about_changes_is_read_and_answered(self):
         self.open_tune()

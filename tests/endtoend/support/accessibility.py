@@ -5,6 +5,7 @@ process can look at one session only, and `SessionBus` must come first.
 """
 
 import os
+from contextlib import contextmanager
 from pathlib import Path
 
 from .processes import Failure, Process, wait_until
@@ -132,6 +133,29 @@ class Application:
             return (node.queryValue().currentValue,)
         except Exception:  # as above
             return None
+
+    @contextmanager
+    def listening_for_values(self):
+        """Yields a function that returns the names of the controls that have told of a value
+        of theirs since."""
+        from gi.repository import GLib  # which pyatspi has loaded
+
+        sources = []
+
+        def hear(event):
+            if event.type.minor == "accessible-value":
+                sources.append(event.source)
+
+        def names():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return [source.name for source in sources]
+
+        self._atspi.Registry.registerEventListener(hear, "object")
+        try:
+            yield names
+        finally:
+            self._atspi.Registry.deregisterEventListener(hear, "object")
 
     def labels(self):
         return [node.name for node in self.all("label")]
