@@ -509,7 +509,7 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Double-click or Return: a window of its own. Right-click: what is shown.</source>
+        <source>Double-click or Return: a window of its own, and back. Right-click: what is shown.</source>
         <translation type="unfinished"></translation>
     </message>
     <message>

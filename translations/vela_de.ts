@@ -509,8 +509,8 @@
         <translation>Signalanzeige</translation>
     </message>
     <message>
-        <source>Double-click or Return: a window of its own. Right-click: what is shown.</source>
-        <translation>Doppelklick oder Eingabetaste: eigenes Fenster. Rechtsklick: was gezeigt wird.</translation>
+        <source>Double-click or Return: a window of its own, and back. Right-click: what is shown.</source>
+        <translation>Doppelklick oder Eingabetaste: eigenes Fenster und zurück. Rechtsklick: was gezeigt wird.</translation>
     </message>
     <message>
         <source>Ch %1</source>

@@ -86,7 +86,8 @@ UnifiedAudioScope::UnifiedAudioScope(QWidget* parent, std::function<qint64()> cl
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(tr("Audio scope"));
-    setToolTip(tr("Double-click or Return: a window of its own. Right-click: what is shown."));
+    setToolTip(
+        tr("Double-click or Return: a window of its own, and back. Right-click: what is shown."));
     describeMode();
     setChannelCount(1);
     m_tickTimer.setSingleShot(true);

@@ -90,6 +90,16 @@ private slots:
         QVERIFY(!w.movable->isPoppedOut());
     }
 
+    void theToolTipTellsTheWayOutAndBack()
+    {
+        Window w;
+        const QString toolTip = QStringLiteral(
+            "Double-click or Return: a window of its own, and back. Right-click: what is shown.");
+        QCOMPARE(w.movable->toolTip(), toolTip);
+        w.doubleClickScope();
+        QCOMPARE(w.movable->toolTip(), toolTip);
+    }
+
     void aKeyHeldDownActsOnce()
     {
         Window w;
