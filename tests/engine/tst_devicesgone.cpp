@@ -101,7 +101,6 @@ private slots:
         QVERIFY(take);
         QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPatienceMs);
         m_engine->stopRecording();
-        QVERIFY(m_server.loadSource(QString::fromUtf8(chosen)));
     }
 
     void devicesThatAreThereStay()
