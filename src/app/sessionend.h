@@ -16,8 +16,9 @@ bool answer(Manager& manager, bool isAtRisk, const Question& mayBeLost)
         return false;
     }
     const bool agreed = mayBeLost();
-    manager.release(); // the next program's turn to ask
-    if (!agreed)
+    if (agreed)
+        manager.release(); // the next program's turn to ask
+    else
         manager.cancel();
     return agreed;
 }
