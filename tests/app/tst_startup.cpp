@@ -100,6 +100,19 @@ private slots:
         QVERIFY(looked);
     }
 
+    // No platform of a test has a session manager that could ask.
+    void theWindowAnswersASessionThatEnds()
+    {
+        bool answers = false;
+        inTheLoop = [&answers] {
+            answers = QObject::disconnect(qApp, &QGuiApplication::commitDataRequest, mainWindow(),
+                                          nullptr);
+            mainWindow()->close();
+        };
+        QCOMPARE(run(), 0);
+        QVERIFY(answers);
+    }
+
     void theApplicationIsMadeForAnOrganisation()
     {
         QCoreApplication::setOrganizationName({});
