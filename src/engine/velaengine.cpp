@@ -113,12 +113,13 @@ bool VelaEngine::ensureAudio()
 /// by now, nobody has to wait.
 void VelaEngine::replaceWhatHasGone()
 {
+    // Present devices only: the lists may still have what went at the same moment.
     auto& devices = media::devices::DeviceManager::instance();
     if (!m_playing && !devices.isOutputPresent(m_outputId) &&
-        !device_selection::outputFor(m_outputFormat).isNull())
+        devices.isOutputPresent(device_selection::outputFor(m_outputFormat).id()))
         m_outputUsable = selectOutput(m_audioRate);
     if (!m_recording && m_inputUsable && !devices.isInputPresent(m_inputId) &&
-        !device_selection::inputFor(m_inputFormat).isNull())
+        devices.isInputPresent(device_selection::inputFor(m_inputFormat).id()))
         m_inputUsable = selectInput(m_audioRate);
 }
 

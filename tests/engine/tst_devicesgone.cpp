@@ -120,14 +120,17 @@ private slots:
     void theLastLoudspeakerIsKeptWhenItGoes()
     {
         QVERIFY(m_engine->ensureAudio());
+        QSignalSpy selected(m_engine.get(), &VelaEngine::outputFormatChanged);
         for (const char* name : {"headset", "speaker"}) {
             QVERIFY(m_server.unloadSink(QString::fromLatin1(name)));
             QVERIFY(waitUntilGone(QString::fromLatin1(name)));
         }
+        // The list has them for up to a second yet.
+        QVERIFY(m_engine->ensureAudio());
         auto& devices = DeviceManager::instance();
         QTRY_VERIFY_WITH_TIMEOUT(devices.audioOutputs().isEmpty(), kPatienceMs);
         QVERIFY(m_engine->ensureAudio());
-        QCOMPARE(m_engine->outputFormat().sampleRate(), VelaProject::kDefaultSampleRate);
+        QCOMPARE(selected.size(), 0);
     }
 };
 
