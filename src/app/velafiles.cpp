@@ -20,8 +20,8 @@
 
 namespace {
 
-const QString kLastFileKey = QStringLiteral("vela/lastFileDir");
-const QString kFullScreenKey = QStringLiteral("vela/fullScreen");
+constexpr QLatin1String kLastFileKey("vela/lastFileDir");
+constexpr QLatin1String kFullScreenKey("vela/fullScreen");
 
 /// A session that ends closes the window as soon as every program has agreed.
 constexpr int kAgreementMs = 10000;
