@@ -23,7 +23,7 @@ libqt6svg6                 -
 
 # For a desktop without an X server.
 kWaylandDependencies="
-qt6-wayland                  -
+qt6-wayland                -
 "
 
 kTourDependencies="

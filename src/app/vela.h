@@ -99,7 +99,7 @@ private:
     QSharedPointer<VelaEngine> m_engine;
     QTimer* m_refreshTimer = nullptr;
     qint64 m_cursorBeforeRecording = 0;  ///< frames
-    QDeadlineTimer m_agreedToDiscard{0}; ///< until then the user is not asked again
+    QDeadlineTimer m_agreedToDiscard{0}; ///< until then closing does not ask again
     QWeakPointer<Settings> m_settings;
     ShortcutRegistry m_shortcuts;
     QSharedPointer<ShortcutHelpWidget> m_help;

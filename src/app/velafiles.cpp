@@ -30,7 +30,7 @@ constexpr int kAgreementMs = 10000;
 
 bool Vela::confirmDiscard()
 {
-    if (!m_project || !m_project->tainted || !m_agreedToDiscard.hasExpired())
+    if (!m_project || !m_project->tainted)
         return true;
     QMessageBox box(this);
     box.setWindowTitle(tr("Unsaved Changes"));
@@ -149,7 +149,7 @@ void Vela::closeEvent(QCloseEvent* event)
         return;
     }
     disconnect(m_work, &FileWork::finished, this, &Vela::close);
-    if (!confirmDiscard()) {
+    if (m_agreedToDiscard.hasExpired() && !confirmDiscard()) {
         event->ignore();
         return;
     }

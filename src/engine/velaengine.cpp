@@ -204,7 +204,7 @@ void VelaEngine::startPlayback()
     // First, for it sets the figures to zero, and the first blocks count.
     updateDiagnosticsTimer();
     // The device asks for samples the moment it starts.
-    fillRing();
+    static_cast<void>(fillRing());
     // A thread that does not come back from there is left behind, and the ring with it.
     if (!m_outputNode->start() && m_outputNode->queuedSamples() == 0)
         goToCursor();
@@ -235,20 +235,23 @@ void VelaEngine::pumpPlayback()
         return;
     if (m_diagnostics)
         m_figures.noteTick();
-    if (!m_ended) {
-        fillRing();
-        m_ended = transport::isAtEnd(*m_project);
-    }
+    if (!m_ended)
+        m_ended = fillRing();
     if (m_ended)
         finishPlayback();
 }
 
-void VelaEngine::fillRing()
+/// True when nothing is left to mix.
+bool VelaEngine::fillRing()
 {
-    while (!transport::isAtEnd(*m_project) && m_outputNode->freeSamples() >= kBlockSamples)
+    bool isOver = transport::isAtEnd(*m_project);
+    while (!isOver && m_outputNode->freeSamples() >= kBlockSamples) {
         renderBlock();
-    if (transport::isAtEnd(*m_project))
+        isOver = transport::isAtEnd(*m_project);
+    }
+    if (isOver)
         m_outputNode->markEnd();
+    return isOver;
 }
 
 void VelaEngine::renderBlock()

@@ -118,7 +118,7 @@ private:
                   const char* rebuiltText);
     void pumpPlayback();
     void goToCursor();
-    void fillRing();
+    [[nodiscard]] bool fillRing();
     void pumpRecording();
     void beginTake(const Track& model);
     [[nodiscard]] bool keepCaptured(const float* samples, qint64 frames);
