@@ -71,9 +71,7 @@ endfunction()
 
 # vela_add_test(<tst_class> [SOURCES ...] LINKS ... [LABEL unit|device] [TIMEOUT seconds])
 # The source is <tst_class>.cpp beside the list file. Labels: "unit" needs no
-# sound server and no display, "device" starts a private sound server. Suites
-# named in vela_threaded_tests get the label "threads" as well, and belong to the
-# target threaded_tests: these are what ThreadSanitizer is asked about.
+# sound server and no display, "device" starts a private sound server.
 function(vela_add_test name)
   cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LINKS" ${ARGN})
   if(NOT ARG_LABEL)
@@ -84,14 +82,9 @@ function(vela_add_test name)
   endif()
   add_executable(${name} ${name}.cpp ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS} vela_test_support vela_build_options)
-  set(labels ${ARG_LABEL})
-  if(name IN_LIST vela_threaded_tests)
-    list(APPEND labels threads)
-    add_dependencies(threaded_tests ${name})
-  endif()
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES
-    LABELS "${labels}"
+    LABELS ${ARG_LABEL}
     TIMEOUT ${ARG_TIMEOUT}
     ENVIRONMENT "${vela_suite_environment}")
 endfunction()
