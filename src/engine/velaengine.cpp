@@ -5,7 +5,6 @@
 #include "engine/deviceselection.h"
 #include "engine/transport.h"
 #include "media/audio/audiosystem.h"
-#include "media/devices/devicemanager.h"
 
 #include <QDeadlineTimer>
 #include <QDebug>
@@ -91,10 +90,8 @@ void VelaEngine::setProject(const ProjectHandle& project)
 bool VelaEngine::ensureAudio()
 {
     const qint32 rate = m_project ? m_project->sampleRate : VelaProject::kDefaultSampleRate;
-    if (m_audioReady && rate == m_audioRate) {
-        replaceWhatHasGone();
+    if (m_audioReady && rate == m_audioRate)
         return !m_outputNode.isNull();
-    }
     // The first look for devices waits for the server as the nodes do.
     const WaitBudget::Ms begin = WaitBudget::now();
     media::audio::AudioSystem::instance().initialize();
@@ -107,20 +104,6 @@ bool VelaEngine::ensureAudio()
     m_audioRate = rate;
     m_audioReady = m_outputUsable && !m_playing && !m_recording;
     return !m_outputNode.isNull();
-}
-
-/// A node whose device has gone waits for it to come back. Where there is another one
-/// by now, nobody has to wait.
-void VelaEngine::replaceWhatHasGone()
-{
-    // Present devices only: the lists may still have what went at the same moment.
-    auto& devices = media::devices::DeviceManager::instance();
-    if (!m_playing && !devices.isOutputPresent(m_outputId) &&
-        devices.isOutputPresent(device_selection::outputFor(m_outputFormat).id()))
-        m_outputUsable = selectOutput(m_audioRate);
-    if (!m_recording && m_inputUsable && !devices.isInputPresent(m_inputId) &&
-        devices.isInputPresent(device_selection::inputFor(m_inputFormat).id()))
-        m_inputUsable = selectInput(m_audioRate);
 }
 
 bool VelaEngine::selectOutput(qint32 rateHz)
@@ -142,7 +125,6 @@ bool VelaEngine::selectOutput(qint32 rateHz)
                  "VelaEngine: output device rebuilt");
     }
     m_outputNode->configure(device, format, kOutputRingFrames);
-    m_outputId = device.id();
     m_outputFormat = format;
     emit outputFormatChanged(format);
     return true;
@@ -166,7 +148,6 @@ bool VelaEngine::selectInput(qint32 rateHz)
         listenTo(m_inputNode.data(), &VelaEngine::onInputLost, "VelaEngine: input device rebuilt");
     }
     m_inputNode->configure(device, format, kInputRingFrames);
-    m_inputId = device.id();
     m_inputFormat = format;
     return true;
 }

@@ -11,7 +11,6 @@
 #include "project/velaproject.h"
 
 #include <QAudioFormat>
-#include <QByteArray>
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
@@ -60,8 +59,8 @@ public:
 
     /// Selects devices and formats for the project's rate (44100 Hz without a
     /// project) and configures the nodes; does nothing if that has been done for
-    /// this rate, unless a device has gone and another one can take its place, and
-    /// leaves a node that is running alone. True when there is an output node.
+    /// this rate, and leaves a node that is running alone. True when there is an
+    /// output node.
     bool ensureAudio();
 
     /// Stopped → playing from the cursor, if there are a project and an output.
@@ -110,7 +109,6 @@ signals:
     void recordingCutShort();
 
 private:
-    void replaceWhatHasGone();
     [[nodiscard]] bool selectOutput(qint32 rateHz);
     [[nodiscard]] bool selectInput(qint32 rateHz);
     [[nodiscard]] bool ensureInput();
@@ -138,8 +136,6 @@ private:
     QSharedPointer<media::audio::AudioInputNode> m_inputNode;
     QTimer* m_playTimer;
     QTimer* m_recordTimer;
-    QByteArray m_outputId; ///< of the device last selected
-    QByteArray m_inputId;
     QAudioFormat m_outputFormat;
     QAudioFormat m_inputFormat;
     bool m_outputUsable = false; ///< configured for the rate last selected

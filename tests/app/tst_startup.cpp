@@ -90,7 +90,8 @@ private slots:
             QVERIFY(QFile::exists(QStringLiteral(":/vector/logo.svg")));
             QVERIFY(!QApplication::windowIcon().isNull());
             QWidget* window = mainWindow();
-            QVERIFY(window && window->isVisible() && window->isWindow());
+            QVERIFY(window);
+            QVERIFY(window->isVisible() && window->isWindow());
             QVERIFY(!window->isFullScreen());
             QCOMPARE(window->parentWidget(), nullptr);
             QCOMPARE(window->windowTitle(), "Quorix Vela");

@@ -170,9 +170,10 @@ private slots:
                  "padding: 2px 6px; background: #222; border: 1px solid #555; "
                  "border-radius: 3px; }");
         QWidget* around = child<QSplitter>("trackSplitter")->parentWidget();
-        while (around && !qobject_cast<QScrollArea*>(around))
+        while (!qobject_cast<QScrollArea*>(around)) {
             around = around->parentWidget();
-        QVERIFY(around);
+            QVERIFY(around);
+        }
         QCOMPARE(around->styleSheet(), "QScrollArea { background: transparent; } "
                                        "QScrollArea > .QWidget { background: transparent; }");
     }

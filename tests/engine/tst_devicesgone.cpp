@@ -1,4 +1,5 @@
 #include "engine/velaengine.h"
+#include "media/audio/audioformats.h"
 #include "media/audio/warmup.h"
 #include "media/devices/devicemanager.h"
 #include "media/devices/mediaplatform.h"
@@ -15,7 +16,8 @@
 
 using media::devices::DeviceManager;
 
-/// The engine on a machine whose devices are pulled out between two commands.
+/// The engine on a machine whose devices are pulled out between two commands: what was
+/// chosen is waited for, whatever else there is.
 class TestDevicesGone : public QObject {
     Q_OBJECT
 
@@ -35,12 +37,13 @@ class TestDevicesGone : public QObject {
         return stopped.wait(kPatienceMs);
     }
 
-    [[nodiscard]] static bool waitUntilGone(const QString& sink)
+    template <typename Condition>
+    [[nodiscard]] static bool waitUntil(const Condition& isMet)
     {
-        return QTest::qWaitFor(
-            [&sink] { return !DeviceManager::instance().isOutputPresent(sink.toUtf8()); },
-            kPatienceMs);
+        return QTest::qWaitFor(isMet, kPatienceMs);
     }
+
+    [[nodiscard]] static DeviceManager& devices() { return DeviceManager::instance(); }
 
 private slots:
 
@@ -65,70 +68,56 @@ private slots:
         m_log.reset();
     }
 
-    void anotherLoudspeakerTakesThePlaceOfOneThatHasGone()
+    void aLoudspeakerThatHasGoneIsNotReplacedAndIsHeardWhenItIsBack()
     {
         const QString speaker = QStringLiteral("speaker");
-        QCOMPARE(DeviceManager::instance().defaultAudioOutput().id(), speaker.toUtf8());
+        const QAudioDevice chosen = DeviceManager::instance().defaultAudioOutput();
+        QCOMPARE(chosen.id(), speaker.toUtf8());
         const QList<float> sound = signal_makers::counter(20000);
         m_project->addTrack({}, 1)->samples = {sound};
         QVERIFY(playToTheEnd());
 
+        QSignalSpy selected(m_engine.get(), &VelaEngine::outputFormatChanged);
         QVERIFY(m_server.unloadSink(speaker));
-        QVERIFY(waitUntilGone(speaker));
+        QVERIFY(waitUntil([&] { return !devices().isOutputPresent(chosen.id()); }));
+        m_engine->startPlayback();
+        QVERIFY(m_engine->isPlaying());
+        QCOMPARE(m_log->take(QtWarningMsg, goneLine("AudioOutputNode", chosen)), 1);
+        m_engine->stopPlayback();
+        QVERIFY(m_server.loadSink(speaker));
+        QVERIFY(waitUntil([&] { return devices().isOutputPresent(chosen.id()); }));
         QList<float> expected;
         for (const float sample : sound)
             expected << sample << sample;
-        const auto heard = [this] {
-            const SoundServer::Capture capture(m_server, QStringLiteral("headset"));
+        const auto heard = [&] {
+            const SoundServer::Capture capture(m_server, speaker);
             (void)playToTheEnd();
             return capture.sound();
         };
         QVERIFY(bestOfThreeAttempts(expected, heard) == expected);
-        QVERIFY(m_server.loadSink(speaker));
+        QCOMPARE(selected.size(), 0);
     }
 
-    void anotherMicrophoneTakesThePlaceOfOneThatHasGone()
+    void aMicrophoneThatHasGoneIsNotReplaced()
     {
-        // These give more than a second at once when they begin.
-        m_log->tolerate(QtWarningMsg, QStringLiteral("capture ring OVERFLOW"));
         QVERIFY(m_engine->ensureAudio());
-        auto& devices = DeviceManager::instance();
-        const QByteArray chosen = devices.defaultAudioInput().id();
-        QVERIFY(m_server.unloadSource(QString::fromUtf8(chosen)));
-        QTRY_VERIFY_WITH_TIMEOUT(!devices.isInputPresent(chosen), kPatienceMs);
+        const QAudioDevice chosen = devices().defaultAudioInput();
+        QVERIFY(m_server.unloadSource(QString::fromUtf8(chosen.id())));
+        QVERIFY(waitUntil([&] { return !devices().isInputPresent(chosen.id()); }));
+        QVERIFY(!devices().audioInputs().isEmpty());
         m_engine->startRecording();
-        const TrackHandle take = m_engine->recordTrack();
-        QVERIFY(take);
-        QTRY_VERIFY_WITH_TIMEOUT(take->length() > 0, kPatienceMs);
+        QVERIFY(m_engine->isRecording());
+        QCOMPARE(m_log->take(QtWarningMsg, goneLine("AudioInputNode", chosen)), 1);
         m_engine->stopRecording();
     }
 
-    void devicesThatAreThereStay()
+    void aDeviceThatComesChangesNothing()
     {
         QVERIFY(m_engine->ensureAudio());
         QSignalSpy selected(m_engine.get(), &VelaEngine::outputFormatChanged);
-        auto& devices = DeviceManager::instance();
-        const qsizetype before = devices.audioOutputs().size();
+        const qsizetype before = devices().audioOutputs().size();
         QVERIFY(m_server.loadSink(QStringLiteral("third")));
-        QTRY_VERIFY_WITH_TIMEOUT(devices.audioOutputs().size() > before, kPatienceMs);
-        QVERIFY(m_engine->ensureAudio());
-        QCOMPARE(selected.size(), 0);
-        QVERIFY(m_server.unloadSink(QStringLiteral("third")));
-    }
-
-    // It waits for it then.
-    void theLastLoudspeakerIsKeptWhenItGoes()
-    {
-        QVERIFY(m_engine->ensureAudio());
-        QSignalSpy selected(m_engine.get(), &VelaEngine::outputFormatChanged);
-        for (const char* name : {"headset", "speaker"}) {
-            QVERIFY(m_server.unloadSink(QString::fromLatin1(name)));
-            QVERIFY(waitUntilGone(QString::fromLatin1(name)));
-        }
-        // The list has them for up to a second yet.
-        QVERIFY(m_engine->ensureAudio());
-        auto& devices = DeviceManager::instance();
-        QTRY_VERIFY_WITH_TIMEOUT(devices.audioOutputs().isEmpty(), kPatienceMs);
+        QVERIFY(waitUntil([&] { return devices().audioOutputs().size() > before; }));
         QVERIFY(m_engine->ensureAudio());
         QCOMPARE(selected.size(), 0);
     }
