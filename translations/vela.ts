@@ -651,6 +651,10 @@
         <source>There is no memory left to record into. What was captured until then is in the take. Save the project.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>The session was to end while a file was being saved. It goes on; end it again.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>VelaEngine</name>

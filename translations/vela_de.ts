@@ -651,6 +651,10 @@
         <source>The audio output was lost. Connect or switch one on, then press Play again.</source>
         <translation>Der Audioausgang ist verloren gegangen. Bitte einen anschließen oder einschalten und dann erneut die Wiedergabe starten.</translation>
     </message>
+    <message>
+        <source>The session was to end while a file was being saved. It goes on; end it again.</source>
+        <translation>Die Sitzung sollte enden, während eine Datei gespeichert wurde. Sie läuft weiter; beende sie noch einmal.</translation>
+    </message>
 </context>
 <context>
     <name>VelaEngine</name>

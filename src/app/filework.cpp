@@ -11,12 +11,11 @@
 /// Marks work as running and keeps the exclusive controls disabled meanwhile.
 class FileWork::Exclusive {
 public:
-    Exclusive(FileWork* work, bool needsProjectUnchanged)
+    Exclusive(FileWork* work, Operation operation)
         : m_work(work)
         , m_focusBefore(focus())
     {
-        m_work->m_running = true;
-        m_work->m_needsProjectUnchanged = needsProjectUnchanged;
+        m_work->m_operation = operation;
         setControlsEnabled(false);
         emit m_work->started();
         m_focusMeanwhile = focus();
@@ -25,8 +24,7 @@ public:
     ~Exclusive()
     {
         setControlsEnabled(true);
-        m_work->m_running = false;
-        m_work->m_needsProjectUnchanged = false;
+        m_work->m_operation = Operation::None;
         emit m_work->finished();
         if (m_focusBefore && focus() == m_focusMeanwhile)
             m_focusBefore->setFocus();
@@ -58,7 +56,7 @@ FileWork::FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* par
 
 TrackHandle FileWork::importAudio(const QString& path)
 {
-    const Exclusive running(this, false);
+    const Exclusive running(this, Operation::Import);
     AudioImporter importer;
     QString failure;
     connect(&importer, &AudioImporter::progressChanged, m_strip, &ActivityStrip::showProgress);
@@ -75,7 +73,7 @@ TrackHandle FileWork::importAudio(const QString& path)
 
 void FileWork::load(const QString& path, const ProjectHandle& project)
 {
-    const Exclusive running(this, true);
+    const Exclusive running(this, Operation::Load);
     ProjectFileJob job;
     connect(this, &FileWork::endRequested, &job, &ProjectFileJob::cancel);
     m_strip->showWork(tr("Loading %1…").arg(QFileInfo(path).fileName()), tr("Stop loading"));
@@ -84,7 +82,7 @@ void FileWork::load(const QString& path, const ProjectHandle& project)
 
 void FileWork::save(const QString& path, const ProjectHandle& project)
 {
-    const Exclusive running(this, true);
+    const Exclusive running(this, Operation::Save);
     ProjectFileJob job;
     // Not the end of the window: it waits for the save.
     connect(m_strip, &ActivityStrip::cancelRequested, &job, &ProjectFileJob::cancel);

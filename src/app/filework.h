@@ -23,10 +23,15 @@ public:
     FileWork(ActivityStrip* strip, QList<QWidget*> exclusive, QObject* parent);
 
     /// True from the start of an operation to its end.
-    [[nodiscard]] bool isRunning() const { return m_running; }
+    [[nodiscard]] bool isRunning() const { return m_operation != Operation::None; }
 
     /// True while a project is being read or written: it must not change then.
-    [[nodiscard]] bool needsProjectUnchanged() const { return m_needsProjectUnchanged; }
+    [[nodiscard]] bool needsProjectUnchanged() const
+    {
+        return m_operation == Operation::Load || isSaving();
+    }
+
+    [[nodiscard]] bool isSaving() const { return m_operation == Operation::Save; }
 
     /// The decoded file as a new track, or null after a failure (which the strip
     /// then shows) or a cancel.
@@ -55,6 +60,7 @@ signals:
     void endRequested();
 
 private:
+    enum class Operation { None, Import, Load, Save };
     class Exclusive;
     using JobOperation = bool (ProjectFileJob::*)(const QString&, const ProjectHandle&);
     void runJob(ProjectFileJob& job, JobOperation operation, const QString& path,
@@ -63,7 +69,6 @@ private:
 
     ActivityStrip* m_strip;
     QList<QWidget*> m_exclusive;
-    bool m_running = false;
-    bool m_needsProjectUnchanged = false;
+    Operation m_operation = Operation::None;
     bool m_isDiskSilent = false;
 };

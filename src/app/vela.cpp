@@ -131,6 +131,7 @@ void Vela::setSettings(const QSharedPointer<Settings>& settings)
 void Vela::setProject(const ProjectHandle& project)
 {
     m_project = project;
+    m_agreement.withdraw();
     if (m_engine) {
         stopTransport();
         m_engine->setProject(project);
@@ -337,8 +338,9 @@ void Vela::removeTrack(int index)
     if (!m_project || m_work->needsProjectUnchanged())
         return;
     const TrackHandle take = m_engine->recordTrack();
+    const qsizetype removed = index < 0 ? m_project->tracks.size() - 1 : index;
     // Or it would go on in a track that nobody can see or save.
-    if (take && take == m_project->tracks.value(index))
+    if (take && take == m_project->tracks.value(removed))
         m_ui.record->setChecked(false);
     m_project->removeTrack(index);
     updateTrackViews();

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "app/sessionend.h"
 #include "app/velalayout.h"
 #include "project/velaproject.h"
 #include "shortcuts/shortcutregistry.h"
 
-#include <QDeadlineTimer>
 #include <QIcon>
 #include <QSharedPointer>
 #include <QWeakPointer>
@@ -88,6 +88,8 @@ private:
     void openProject(const QString& path);
     void importAudio(const QString& path);
     [[nodiscard]] bool confirmDiscard();
+    [[nodiscard]] session_end::Risk riskOfEnding() const;
+    [[nodiscard]] bool mayLose() const;
     [[nodiscard]] QString dialogStart(const QString& suggestedName) const;
     void rememberFile(const QString& path);
 
@@ -98,8 +100,8 @@ private:
     VelaLayout m_ui;
     QSharedPointer<VelaEngine> m_engine;
     QTimer* m_refreshTimer = nullptr;
-    qint64 m_cursorBeforeRecording = 0;  ///< frames
-    QDeadlineTimer m_agreedToDiscard{0}; ///< until then closing does not ask again
+    qint64 m_cursorBeforeRecording = 0; ///< frames
+    session_end::Agreement m_agreement;
     QWeakPointer<Settings> m_settings;
     ShortcutRegistry m_shortcuts;
     QSharedPointer<ShortcutHelpWidget> m_help;

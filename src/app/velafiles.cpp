@@ -4,7 +4,6 @@
 #include "app/filedialogs.h"
 #include "app/filework.h"
 #include "app/refusals.h"
-#include "app/sessionend.h"
 #include "app/trackstack.h"
 #include "app/vela.h"
 #include "engine/velaengine.h"
@@ -13,6 +12,7 @@
 #include "shortcuts/shortcuthelpwidget.h"
 
 #include <QCloseEvent>
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
@@ -22,9 +22,6 @@ namespace {
 
 constexpr QLatin1String kLastFileKey("vela/lastFileDir");
 constexpr QLatin1String kFullScreenKey("vela/fullScreen");
-
-/// A session that ends closes the window as soon as every program has agreed.
-constexpr int kAgreementMs = 10000;
 
 } // namespace
 
@@ -45,9 +42,31 @@ bool Vela::confirmDiscard()
 
 void Vela::answerSessionEnd(QSessionManager& manager)
 {
-    const bool isAtRisk = m_project && m_project->tainted;
-    if (session_end::answer(manager, isAtRisk, [this] { return confirmDiscard(); }))
-        m_agreedToDiscard.setRemainingTime(kAgreementMs);
+    const auto look = [this] { return riskOfEnding(); };
+    const auto agreed = session_end::answer(manager, look, [this] { return confirmDiscard(); });
+    if (agreed)
+        m_agreement.withdraw();
+    if (agreed == true)
+        m_agreement.give(m_project->taints, QDeadlineTimer::current().deadline());
+    if (m_work->isSaving())
+        m_ui.activity->showMessage(tr("The session was to end while a file was being saved. "
+                                      "It goes on; end it again."));
+}
+
+session_end::Risk Vela::riskOfEnding() const
+{
+    if (!isVisible())
+        return session_end::Risk::Nothing;
+    if (m_work->isSaving())
+        return session_end::Risk::RunningSave;
+    return mayLose() ? session_end::Risk::Nothing : session_end::Risk::UnsavedChanges;
+}
+
+/// Whether nothing is unsaved, or the user has agreed to lose it with the session.
+bool Vela::mayLose() const
+{
+    return !m_project || !m_project->tainted ||
+           m_agreement.holds(m_project->taints, QDeadlineTimer::current().deadline());
 }
 
 bool Vela::clear()
@@ -149,7 +168,7 @@ void Vela::closeEvent(QCloseEvent* event)
         return;
     }
     disconnect(m_work, &FileWork::finished, this, &Vela::close);
-    if (m_agreedToDiscard.hasExpired() && !confirmDiscard()) {
+    if (!mayLose() && !confirmDiscard()) {
         event->ignore();
         return;
     }

@@ -31,7 +31,7 @@ namespace {
 constexpr std::array kPatienceTicks{2, 3, 4, 6};
 
 // As much as the toolkit looks at, at either end, before its own threads read on.
-constexpr std::size_t kWakeningBytes = 64 * 1024;
+constexpr std::size_t kWakeningBytes = std::size_t{64} * 1024;
 
 // Looks for the file and reads its ends. Whatever fails will fail again where it is
 // reported.

@@ -78,6 +78,7 @@ void VelaProject::taint(const QString& reason)
     if (taintedBy != reason)
         taintedBy = reason;
     tainted = true;
+    ++taints;
 }
 
 void VelaProject::untaint(const QString& reason)

@@ -75,6 +75,7 @@ public:
     double viewScale = 256.0; ///< frames per logical pixel
     bool tainted = false;
     QString taintedBy;       ///< the last reason, for diagnostics
+    quint64 taints = 0;      ///< how often; only grows
     qint32 trackCounter = 0; ///< tracks ever added; only grows
 
 private:

@@ -360,15 +360,23 @@ private slots:
         }
     }
 
+    void removingTheTakeEndsIt_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::newRow("by its place") << 0;
+        QTest::newRow("as the last") << -1;
+    }
+
     void removingTheTakeEndsIt()
     {
+        QFETCH(int, index);
         addSound(3000);
         m_project->cursor.position = 77;
         IconButton* record = button("pushButtonRecord");
         record->click();
         m_window->removeTrack(0);
         QVERIFY(m_project->recording);
-        m_window->removeTrack(0);
+        m_window->removeTrack(index);
         QVERIFY(!m_project->recording);
         QVERIFY(!record->isChecked());
         QVERIFY(m_project->tracks.isEmpty());

@@ -116,13 +116,13 @@ QString difference(const VelaProject& a, const VelaProject& b)
 
 QByteArray be32(quint32 value)
 {
-    const std::array<char, 4> bytes = std::bit_cast<std::array<char, 4>>(qToBigEndian(value));
+    const auto bytes = std::bit_cast<std::array<char, 4>>(qToBigEndian(value));
     return {bytes.data(), bytes.size()};
 }
 
 QByteArray be64(quint64 value)
 {
-    const std::array<char, 8> bytes = std::bit_cast<std::array<char, 8>>(qToBigEndian(value));
+    const auto bytes = std::bit_cast<std::array<char, 8>>(qToBigEndian(value));
     return {bytes.data(), bytes.size()};
 }
 

@@ -174,7 +174,7 @@ private slots:
                 expected.append(static_cast<float>((static_cast<int>(bits >> 24) - 128) / 128.0));
                 break;
             case WavFormat::Float32: {
-                const float sample = static_cast<float>(value / 1073741824.0); // beyond ±1, too
+                const auto sample = static_cast<float>(value / 1073741824.0); // beyond ±1, too
                 data.append(reinterpret_cast<const char*>(&sample), 4);
                 expected.append(sample);
                 break;

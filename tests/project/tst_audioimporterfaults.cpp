@@ -72,7 +72,8 @@ public:
     {
         std::array<inotify_event, 64> events{};
         const ssize_t bytes = ::read(m_queue, events.data(), sizeof events);
-        const auto* end = events.cbegin() + std::max<ssize_t>(bytes, 0) / sizeof(inotify_event);
+        const auto* end = events.cbegin() +
+                          static_cast<size_t>(std::max<ssize_t>(bytes, 0)) / sizeof(inotify_event);
         return std::count_if(events.cbegin(), end,
                              [](const auto& event) { return (event.mask & IN_OPEN) != 0; });
     }

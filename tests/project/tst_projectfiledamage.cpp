@@ -74,7 +74,7 @@ private slots:
         const QByteArray body = qCompress(emptyPayload(7), -1);
         const auto size = quint32(body.size());
         QTest::newRow("no length") << header(true);
-        QTest::newRow("cut length") << header(true) + "\0\0";
+        QTest::newRow("cut length") << header(true) + QByteArray(2, '\0');
         QTest::newRow("null array") << header(true) + be32(0xFFFFFFFF);
         QTest::newRow("longer than the file") << header(true) + be32(size + 1) + body;
         QTest::newRow("extended length") << header(true) + be32(0xFFFFFFFE) + be64(size) + body;

@@ -26,7 +26,7 @@ constexpr int kSmallFrames = 10;
 constexpr int kLargeFrames = 200'000; // 1.6 MB: takes the streamed road
 constexpr uid_t kNobody = 65534;
 constexpr int kKills = 200;
-constexpr int kLongestDelayUs = 40'000;
+constexpr quint32 kLongestDelayUs = 40'000;
 
 struct Run {
     int exitCode = -1; ///< −1: killed

@@ -112,9 +112,12 @@ private slots:
         project->addTrack({}, 1);
         QVERIFY(project->tainted);
         project->untaint(QStringLiteral("saveVelaProject"));
+        QCOMPARE(project->taints, 2U);
         project->removeTrack(0);
         QVERIFY(project->tainted);
         QCOMPARE(project->taintedBy, "removeTrack");
+        project->taint(QStringLiteral("removeTrack"));
+        QCOMPARE(project->taints, 4U);
     }
 
     void insertTrackIgnoresNull()

@@ -22,7 +22,8 @@ QList<float> generate(qsizetype frames, Generator sampleAt)
 
 QList<float> constant(qsizetype frames, float level)
 {
-    return QList<float>(frames, level);
+    QList<float> samples(frames, level);
+    return samples;
 }
 
 QList<float> sine(qsizetype frames, double frequencyHz, double rateHz, float level)

@@ -34,11 +34,11 @@ Level between(const QList<float>& samples, double a, double b)
 {
     double low = std::min(interpolated(samples, a), interpolated(samples, b));
     double high = std::max(interpolated(samples, a), interpolated(samples, b));
-    for (double i = std::ceil(a); i <= std::floor(b); i += 1) {
-        if (i < 0 || i >= static_cast<double>(samples.size()))
-            continue;
-        low = std::min(low, static_cast<double>(samples.at(static_cast<qsizetype>(i))));
-        high = std::max(high, static_cast<double>(samples.at(static_cast<qsizetype>(i))));
+    const auto first = std::max<qsizetype>(0, std::llround(std::ceil(a)));
+    const auto last = std::min<qsizetype>(samples.size() - 1, std::llround(std::floor(b)));
+    for (qsizetype i = first; i <= last; ++i) {
+        low = std::min(low, static_cast<double>(samples.at(i)));
+        high = std::max(high, static_cast<double>(samples.at(i)));
     }
     return {static_cast<float>(low), static_cast<float>(high), 0};
 }

@@ -115,7 +115,8 @@ private slots:
         std::mt19937 random(7);
         std::vector<float> arrived;
         for (qsizetype pushed = 0; pushed < all.size();) {
-            const auto count = std::min<qsizetype>(1 + random() % 9000, all.size() - pushed);
+            const auto count =
+                std::min(static_cast<qsizetype>(1 + random() % 9000), all.size() - pushed);
             ring->push(all.constData() + pushed, static_cast<qint32>(count));
             pushed += count;
             const std::vector<float> part = drained(*ring);
@@ -136,7 +137,8 @@ private slots:
         std::thread producer([&] {
             std::mt19937 random(11);
             for (qsizetype pushed = 0; pushed < kSamples;) {
-                const auto count = std::min<qsizetype>(1 + random() % 20000, kSamples - pushed);
+                const auto count =
+                    std::min(static_cast<qsizetype>(1 + random() % 20000), kSamples - pushed);
                 ring->push(all.constData() + pushed, static_cast<qint32>(count));
                 pushed += count;
             }

@@ -67,7 +67,8 @@ private:
     {
         if (m_random() % 4 != 0)
             return {};
-        return QList<float>(kBlockSamples, static_cast<float>(m_random() % 17) / 16.0F);
+        QList<float> block(kBlockSamples, static_cast<float>(m_random() % 17) / 16.0F);
+        return block;
     }
 
     void tickOnce()

@@ -131,6 +131,7 @@ private slots:
     {
         SpectrogramImage spectrogram;
         std::vector<SpectrumAnalyser> tones;
+        tones.reserve(7);
         for (int i = 0; i < 7; ++i)
             tones.push_back(hearing(100.0 * (i + 1)));
         for (size_t i = 0; i < 700; ++i)

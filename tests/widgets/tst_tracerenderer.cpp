@@ -60,13 +60,14 @@ private:
                 image.setPixel(x, y, before.pixel(x + columns, y));
         }
         const int h = image.height() / static_cast<int>(lanes.size());
+        const int reach = (h - 2) / 2;
         for (int c = 0; c < static_cast<int>(lanes.size()); ++c) {
             TraceLane& lane = lanes[static_cast<size_t>(c)];
             for (int j = 0; j < columns && longest - columns + j < lane.count; ++j) {
                 const float sample = qBound(-1.0F, lane.samples[longest - columns + j], 1.0F);
-                const int y = qBound(
-                    0, h * c - static_cast<int>(sample * static_cast<float>((h - 2) / 2)) + h / 2,
-                    image.height() - 1);
+                const int y =
+                    qBound(0, h * c - static_cast<int>(sample * static_cast<float>(reach)) + h / 2,
+                           image.height() - 1);
                 const int x = image.width() - columns + j;
                 image.setPixel(x, y, lane.colour);
                 if (lane.previousY >= 0 && lane.previousY < image.height()) {

@@ -16,8 +16,8 @@ WatchdogTicker::WatchdogTicker(const QString& name, Ms period, Callbacks callbac
 {
 }
 
-WatchdogTicker::WatchdogTicker(const QString& name, Ms period, Callbacks callbacks, TimeSource time)
-    : m_name(name)
+WatchdogTicker::WatchdogTicker(QString name, Ms period, Callbacks callbacks, TimeSource time)
+    : m_name(std::move(name))
     , m_period(period)
     , m_latenessThreshold(std::max(kPeriodsPerLateTick * period, kLeastLatenessThreshold))
     , m_callbacks(std::move(callbacks))

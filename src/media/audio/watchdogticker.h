@@ -46,7 +46,7 @@ public:
     WatchdogTicker(const QString& name, Ms period, Callbacks callbacks);
 
     /// A time of the caller's; both functions are called on the ticker's thread.
-    WatchdogTicker(const QString& name, Ms period, Callbacks callbacks, TimeSource time);
+    WatchdogTicker(QString name, Ms period, Callbacks callbacks, TimeSource time);
 
     /// Stops.
     ~WatchdogTicker();

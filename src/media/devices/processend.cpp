@@ -13,7 +13,7 @@ void endProcessWithoutTearDownIf(bool (*stuck)())
         [](int status, void* rule) {
             if (!reinterpret_cast<bool (*)()>(rule)())
                 return;
-            std::fflush(nullptr);
+            static_cast<void>(std::fflush(nullptr));
             ::_exit(status);
         },
         reinterpret_cast<void*>(stuck));

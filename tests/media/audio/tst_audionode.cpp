@@ -69,7 +69,7 @@ private slots:
         QVERIFY(someTicksPass());
         QCOMPARE(gaveUp.size(), 0);
         node.failDevice();
-        QTRY_VERIFY_WITH_TIMEOUT(gaveUp.size() > 0, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!gaveUp.isEmpty(), kPatienceMs);
     }
 
     void giveUpOfAnEarlierRunIsNotHeardInTheNext()
@@ -145,7 +145,7 @@ private slots:
         node.process({10, 1, block.constData()});
         QSignalSpy rebuilds(&node, &AudioNode::deviceRebuilt);
         m_device->starting.open();
-        QTRY_VERIFY_WITH_TIMEOUT(rebuilds.size() > 0, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!rebuilds.isEmpty(), kPatienceMs);
         QVERIFY(m_device->starts > 0);
         QCOMPARE(node.stream().ring.available(), 10U);
         node.stop();
@@ -160,7 +160,7 @@ private slots:
         m_device->starting.close();
         QSignalSpy gaveUp(&node, &AudioNode::watchdogGaveUp);
         QVERIFY(!node.start());
-        QTRY_VERIFY_WITH_TIMEOUT(gaveUp.size() > 0, kPatienceMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!gaveUp.isEmpty(), kPatienceMs);
         node.stop();
         QCOMPARE(m_log->takeContaining(QtWarningMsg, kHangs), 2);
         gaveUp.clear();

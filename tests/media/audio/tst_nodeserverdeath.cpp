@@ -12,7 +12,6 @@
 #include <QTest>
 
 using media::audio::AudioInputNode;
-using media::audio::AudioNode;
 using media::audio::AudioOutputNode;
 using media::devices::DeviceManager;
 
