@@ -653,7 +653,7 @@
     </message>
     <message>
         <source>The session was to end while a file was being saved. It goes on; end it again.</source>
-        <translation>Die Sitzung sollte enden, während eine Datei gespeichert wurde. Sie läuft weiter; beende sie noch einmal.</translation>
+        <translation>Die Sitzung sollte enden, während eine Datei gespeichert wurde. Sie läuft weiter; beenden Sie sie noch einmal.</translation>
     </message>
 </context>
 <context>
