@@ -31,6 +31,9 @@ THREADS_OF_A_PARKED = 3
 #: left behind costs two more, for each of four imports.
 MOST_OTHER_THREADS = 16
 SLOW_MS = 3000
+#: A run of that length which gives fewer damaged files says little.
+JUDGED_SECONDS = 60.0
+LEAST_DAMAGED = 50
 FINE = ("track", "error")
 RATE = 44100
 SOUND = ("-f", "lavfi", "-i", f"aevalsrc=sin(2765*t)|cos(1234*t):s={RATE}:d=0.4")
@@ -173,6 +176,10 @@ class Fuzzing:
         except Died as died:
             self._tell(f"the end of a worker: {died}")
 
+    def require_enough(self, damaged, seconds):
+        if seconds >= JUDGED_SECONDS and damaged < LEAST_DAMAGED:
+            self._tell(f"only {damaged} damaged files in {seconds:g} s")
+
     def report(self, seconds):
         total = collections.Counter()
         for kind, outcomes in sorted(self.outcomes.items()):
@@ -199,15 +206,16 @@ def parse_arguments():
 
 def main():
     arguments = parse_arguments()
-    begin = time.monotonic()
     with tempfile.TemporaryDirectory(prefix="vela-fuzz-") as folder:
         fuzzing = Fuzzing(arguments.worker, arguments.seed, Path(folder), arguments.keep)
         fuzzing.import_whole_ones()
         number = arguments.first
+        begin = time.monotonic()
         while time.monotonic() - begin < arguments.seconds:
             fuzzing.import_damaged(number)
             number += 1
         fuzzing.end()
+        fuzzing.require_enough(number - arguments.first, arguments.seconds)
         fuzzing.report(time.monotonic() - begin)
     return 1 if fuzzing.findings else 0
 
