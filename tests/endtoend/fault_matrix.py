@@ -17,6 +17,7 @@ from support.editor import OPEN_TITLE, PLAY, RECORD, SAVE_TITLE, STOP
 from support.prober import Prober
 from support.processes import POLL_SECONDS, run, wait_until
 
+START_SECONDS = 5.0
 ANSWER_SECONDS = 1.0
 END_SECONDS = 6.0
 RETURN_SECONDS = 40.0
@@ -109,6 +110,8 @@ class FaultCase(case.EditorCase):
         self.editor = self.start()
         self.controls = self.editor.controls
         self.places = {name: self.place(name) for name in (PLAY, STOP, RECORD)}
+        self.assertLess(self.editor.since_start.seconds(), START_SECONDS,
+                        "the window came up and answered too late")
         self.prober = Prober(self.editor.process.pid, PLAY, self.folder)
         self.addCleanup(self.prober.stop)
 
@@ -157,7 +160,8 @@ class FaultCase(case.EditorCase):
         self.press_stop()
 
     def resume_idle(self):
-        self.require_sound()
+        """A device that was chosen stays chosen, whatever the default is by now."""
+        self.require_sound(self.fault.sinks[:1])
 
     def begin_playing(self):
         self.open_tune()
@@ -281,8 +285,8 @@ class FaultCase(case.EditorCase):
         return wait_until(lambda: self.controls.value(waveform), SHORT_SECONDS,
                           "the window to say where its cursor is")[0]
 
-    def require_sound(self):
-        """The loudspeaker sounds: by itself, or with the next Space where playback has ended."""
+    def require_sound(self, sinks=None):
+        """A loudspeaker sounds: by itself, or with the next Space where playback has ended."""
         if not self.has_devices:
             self.press_play()
             self.outcomes.append("Play refused")
@@ -290,7 +294,7 @@ class FaultCase(case.EditorCase):
         pressed = False
         with ExitStack() as stack:
             captures = {sink: stack.enter_context(self.sound.capture(f"{sink}.monitor"))
-                        for sink in self.fault.sinks}
+                        for sink in sinks or self.fault.sinks}
 
             def sounding():
                 nonlocal pressed

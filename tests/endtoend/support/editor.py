@@ -90,6 +90,7 @@ class Editor:
         if scale != 1:
             environment["QT_SCALE_FACTOR"] = str(scale)
         self.process = Process([program], stage.folder / "editor.log", environment)
+        self.since_start = vitals.Stopwatch(self.process.pid)
         try:
             self.window = self.display.wait_for_window(TITLE)
             self.controls = Application(self.process.pid)

@@ -99,6 +99,8 @@ FAULTS = {
         "server stopped, then continued",
         strike=lambda sound: sound.freeze(), relent=lambda sound: sound.thaw(), seconds=4.0,
         warnings=_STALL + _HANG),
+    # What plays meanwhile is moved to the new default by the server, and a window that has not
+    # played yet chooses it.
     "DefaultChanged": Fault("default sink and source changed", strike=_change_defaults,
                             spoken=_TAKES, sinks=("speaker", "other")),
     # A server cannot change the rate of a sink that sounds.
