@@ -11,6 +11,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests" / "endtoend"))
 
 from support import samples  # noqa: E402
+from support.case import tell_of_spoiled_attempt  # noqa: E402
 from support.editor import Editor, Stage  # noqa: E402
 from support.processes import Failure, run, wait_until  # noqa: E402
 
@@ -38,9 +39,10 @@ def open_play_and_save(stage, editor):
         try:
             samples.require_exact(editor.play_to_the_end(PLAY_SECONDS), expected)
             break
-        except Failure:
+        except Failure as fault:
             if attempt == ATTEMPTS - 1:
                 raise
+            tell_of_spoiled_attempt(fault)
     project = stage.folder / "tune.vela"
     editor.save(project)
     wait_until(project.exists, SAVE_SECONDS, "the project to be written")
