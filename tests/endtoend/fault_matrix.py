@@ -13,7 +13,7 @@ from contextlib import ExitStack
 
 from support import case, faults, matrix, project, samples, vitals
 from support.accessibility import BUTTONS
-from support.editor import OPEN_TITLE, PLAY, RECORD, SAVE_TITLE, STOP
+from support.editor import OPEN_TITLE, PLAY, QUESTION, RECORD, SAVE_TITLE, STOP
 from support.prober import Prober
 from support.processes import POLL_SECONDS, run, wait_until
 
@@ -33,7 +33,6 @@ LONG_IMPORT = "00:05:00.000"
 LONG_IMPORT_SECONDS = 300
 LONG_SAVE_SECONDS = 600
 TAKE = "Recording"
-QUESTION = "Unsaved Changes"
 NO_OUTPUT = "No audio output was found."
 NO_INPUT = "No audio input was found."
 
@@ -44,7 +43,6 @@ class FaultCase(case.EditorCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.stage.environment["QT_MESSAGE_PATTERN"] = faults.MESSAGE_PATTERN
         cls.made = {}
 
     def setUp(self):
@@ -102,6 +100,7 @@ class FaultCase(case.EditorCase):
 
     def raise_curtain(self, fault):
         self.fault_name, self.fault = fault, faults.FAULTS[fault]
+        self.warnings = self.fault.warnings
         self.struck_at = time.monotonic()
         self.has_devices = self.fault.server_at_start
         if not self.has_devices:
@@ -146,7 +145,6 @@ class FaultCase(case.EditorCase):
         self.assertLess(self.seconds_to_end, END_SECONDS)
         self.prober.wait_for_end()
         self.judge_answers(gone_at)
-        self.assertEqual(faults.unexpected_lines(self.fault, self.editor.process.log()), [])
 
     def is_gone(self):
         return not self.display.is_shown(self.editor.window)

@@ -24,11 +24,10 @@ from support import samples, vitals  # noqa: E402
 from support.accessibility import BUTTONS  # noqa: E402
 from support.display import MIDDLE, WHEEL_DOWN, WHEEL_UP  # noqa: E402
 from support.editor import (  # noqa: E402
-    MUTE, PLAY, RECORD, SCOPE_MODES, SCOPE_TITLE, SOLO, STOP, Editor, Stage)
+    MUTE, PLAY, QUESTION, RECORD, SCOPE_MODES, SCOPE_TITLE, SOLO, STOP, Editor, Stage)
 from support.case import tell_of_spoiled_attempt  # noqa: E402
 from support.processes import Failure, run, wait_until  # noqa: E402
 
-QUESTION = "Unsaved Changes"
 HELP_WINDOW = "Keyboard Shortcuts"
 SIZE = (1280, 800)
 ANSWER_SECONDS = 1.0

@@ -2,7 +2,7 @@
 
 import time
 
-from support import case, samples
+from support import case, faults, samples
 from support.processes import wait_until
 
 ANSWER_SECONDS = 1.0
@@ -11,6 +11,8 @@ CLOSE_SECONDS = 6.0
 
 
 class Devices(case.EditorCase):
+    warnings = faults.OF_DEVICES
+
     def tearDown(self):
         # The next test finds the stage as the first one did.
         self.sound.stop()

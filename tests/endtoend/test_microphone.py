@@ -2,7 +2,7 @@
 
 import time
 
-from support import case, samples
+from support import case, faults, samples
 from support.editor import RECORD
 from support.processes import wait_until
 from support.takes import TAKE, RecordingCase
@@ -13,6 +13,8 @@ RETURN_SECONDS = 30.0
 
 
 class Microphone(RecordingCase):
+    warnings = faults.OF_DEVICES
+
     def setUp(self):
         self.sound.stop()
         self.sound.start()

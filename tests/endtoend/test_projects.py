@@ -1,9 +1,8 @@
 """Save, open again, and the question about unsaved changes."""
 
 from support import case
+from support.editor import QUESTION
 from support.processes import wait_until
-
-QUESTION = "Unsaved Changes"
 
 
 class Projects(case.EditorCase):

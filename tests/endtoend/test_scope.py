@@ -14,17 +14,17 @@ DIAGNOSTICS = re.compile(r"\[VELA-DIAG\] .* underrun=(\d+)")
 
 
 class Scope(case.EditorCase):
+    warnings = ("[VELA-DIAG]",)
+
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.stage.environment.update(
-            QT_LOGGING_RULES="vela.engine.diagnostics.debug=true",
-            QT_MESSAGE_PATTERN="%{type}: %{message}")
+        cls.stage.environment["QT_LOGGING_RULES"] = "vela.engine.diagnostics.debug=true"
 
     def complaints(self):
         """Warnings since the playback began, without the figures that were asked for."""
         return [line for line in self.played_log().splitlines()
-                if line.startswith(("warning:", "critical:", "fatal:"))
+                if line.startswith(("warning|", "critical|", "fatal|"))
                 and not DIAGNOSTICS.search(line)]
 
     def underruns(self):

@@ -3,7 +3,7 @@
 import sys
 import unittest
 
-from . import samples
+from . import faults, samples
 from .editor import Editor, Stage
 from .processes import Failure, wait_until
 
@@ -21,7 +21,10 @@ def tell_of_spoiled_attempt(what):
 
 
 class EditorCase(unittest.TestCase):
-    """Each test gets a fresh editor in `self.editor`, and may put files in `self.folder`."""
+    """Each test gets a fresh editor in `self.editor`, and may put files in `self.folder`. The
+    editor must end well, and without a warning in its log but those that begin as `warnings`."""
+
+    warnings = ()
 
     @classmethod
     def setUpClass(cls):
@@ -29,6 +32,7 @@ class EditorCase(unittest.TestCase):
         cls.folder = cls.stage.folder
         cls.sound = cls.stage.sound
         cls.display = cls.stage.display
+        cls.stage.environment["QT_MESSAGE_PATTERN"] = faults.MESSAGE_PATTERN
 
     @classmethod
     def tearDownClass(cls):
@@ -42,11 +46,23 @@ class EditorCase(unittest.TestCase):
         editor = Editor(self.stage, _program)
         self.addCleanup(editor.stop)
         self.addCleanup(self._show_log_of_failure, editor)
+        self.addCleanup(self._require_good_end, editor)
         return editor
 
-    def _show_log_of_failure(self, editor):
+    def _has_failed(self):
         errors = getattr(self._outcome.result, "failures", []) + self._outcome.result.errors
-        if any(test is self for test, _ in errors):
+        return any(test is self for test, _ in errors)
+
+    def _require_good_end(self, editor):
+        """A fault that shows at the end only, or a leak, is told by the exit code."""
+        if self._has_failed():
+            return
+        code = editor.end() if editor.process.is_running() else editor.process.exit_code()
+        self.assertEqual(code, 0, "the exit code")
+        self.assertEqual(faults.unexpected_lines(editor.process.log(), self.warnings), [])
+
+    def _show_log_of_failure(self, editor):
+        if self._has_failed():
             print(f"--- the editor's log in {self.id()}\n{editor.process.log()}", file=sys.stderr)
 
     def make_wav(self, name, seconds, channels=samples.STEREO, rate=None):

@@ -16,6 +16,7 @@ TITLE = "Quorix Vela"
 OPEN_TITLE = "Open File"
 SAVE_TITLE = "Save Project"
 SCOPE_TITLE = "Audio Scope"
+QUESTION = "Unsaved Changes"
 IMPORT_SECONDS = 30.0
 START_SECONDS = 10.0
 CLOSE_SECONDS = 10.0
@@ -276,6 +277,21 @@ class Editor:
     def close(self):
         """Closes the window as a person does; returns the exit code."""
         return self.seconds_to_close()[0]
+
+    def end(self):
+        """The same, and gives up what is unsaved."""
+        self.display.close_window(self.window)
+        watch = vitals.Stopwatch(self.process.pid, vitals.servers_of_the_stage())
+        wait_until(self._is_ending, CLOSE_SECONDS, "the window to go")
+        return watch.exit_code(self.process, CLOSE_SECONDS)
+
+    def _is_ending(self):
+        questions = self.display.find_windows(QUESTION)
+        if questions:
+            self.display.activate(questions[-1])
+            self.display.key("alt+d")
+            self.display.wait_for_no_window(QUESTION)
+        return not self.process.is_running() or not self.display.is_shown(self.window)
 
     def seconds_to_close(self):
         """The same; returns also how long it took, the machine's delays apart."""

@@ -52,6 +52,8 @@ _DROP = ('"Stream error: ', '"pa_stream_peek() failed', "AudioOutputNode: state 
          "AudioInputNode: state dropped from ActiveState")
 _REFUSAL = ("PlatformConnection: the sound server does not answer",
             "VelaEngine: no audio output device supports", "VelaEngine: cannot record")
+#: What devices and servers that come, go and hang explain.
+OF_DEVICES = _HANG + _STALL + _ABSENT + _DROP + _REFUSAL
 _TAKES = ("recording", "both")
 
 
@@ -115,14 +117,14 @@ FAULTS = {
 }
 
 
-def unexpected_lines(fault, log):
-    """Warnings that the fault does not explain, and whatever is no line of the toolkit's log."""
+def unexpected_lines(log, warnings=()):
+    """Warnings but those that begin so, and whatever is no line of the toolkit's log."""
     left = []
     for line in filter(None, log.splitlines()):
         match = _LINE.match(line)
         if match and match[1] in ("debug", "info"):
             continue
         text = match[2] if match else line
-        if not text.startswith(_ALWAYS + fault.warnings):
+        if not text.startswith(_ALWAYS + warnings):
             left.append(line)
     return left
