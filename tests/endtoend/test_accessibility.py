@@ -147,7 +147,7 @@ class Accessibility(case.EditorCase):
         self.assertEqual(self.controls.focused(), ("label", "lead"))
 
     def test_the_window_speaks_the_users_language(self):
-        self.editor.stop()
+        self.assertEqual(self.editor.end(), 0)
         environment = dict(self.stage.environment)
         self.addCleanup(setattr, self.stage, "environment", environment)
         self.stage.environment = dict(environment, LC_ALL="de_DE.UTF-8")

@@ -76,7 +76,7 @@ class Devices(case.EditorCase):
         self.require_answers(5.0)
 
     def test_without_a_server_the_window_opens_and_answers(self):
-        self.editor.stop()
+        self.assertEqual(self.editor.end(), 0)
         self.sound.stop()
         self.editor = self.start()
         path, _ = self.make_wav("tune.wav", 0.5)

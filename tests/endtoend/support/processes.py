@@ -50,6 +50,7 @@ class Process:
         self.name = str(arguments[0])
         self.log_path = log_path
         self._log = open(log_path, "ab")
+        self._log_begin = self._log.tell()
         self._popen = subprocess.Popen(
             [str(argument) for argument in arguments],
             stdin=subprocess.DEVNULL,
@@ -80,7 +81,9 @@ class Process:
             raise Failure(f"{self.name} still runs after {timeout:g} s") from None
 
     def log(self):
+        """What this process has written; the file may begin with another one's."""
         with open(self.log_path, "rb") as file:
+            file.seek(self._log_begin)
             return file.read().decode("utf-8", "replace")
 
     def stop(self):
