@@ -8,7 +8,6 @@
 #include "support/logcatcher.h"
 #include "support/mediafiles.h"
 #include "support/signalmakers.h"
-#include "support/stopwatch.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -298,36 +297,6 @@ private slots:
         const Import import(path);
         QVERIFY(import.succeeded());
         QCOMPARE(import.track->length(), 1000);
-    }
-
-    void aDecoderThatStopsMidwayGivesOneErrorAndIsNotRunAgain()
-    {
-        const QString path = wavFile("stuck.wav", 30 * kRateHz);
-        AudioImporter importer;
-        int parked = 0;
-        int last = 0;
-        bool fellBack = false;
-        Stopwatch watch;
-        QStringList errors;
-        connect(&importer, &AudioImporter::errorOccurred, this,
-                [&](const QString& message) { errors.append(message); });
-        connect(&importer, &AudioImporter::progressChanged, this, [&](int percent) {
-            fellBack = fellBack || percent < last;
-            last = percent;
-            if (percent >= 50 && parked == 0) {
-                parked = render_fault::parkRenderers();
-                watch.restart();
-            }
-        });
-        const TrackHandle track = importer.importFile(path);
-        const qint64 elapsed = watch.elapsedMs();
-        render_fault::releaseRenderers();
-        QVERIFY(!track);
-        QVERIFY(parked > 0); // with whatever earlier files have left asleep
-        QCOMPARE(errors, QStringList{"Failed to decode: " + path});
-        QVERIFY2(elapsed < kLongestWaitMs, qPrintable(QString::number(elapsed)));
-        // Another run would have got to the end.
-        QVERIFY(last < 99 && !fellBack);
     }
 
     void cancelDropsTheImportWithoutAWord_data()
