@@ -21,7 +21,8 @@ endif()
 
 if(VELA_SANITIZE)
   # The calls between the statements make the compiler see memory used before it is set.
-  target_compile_options(vela_build_options INTERFACE -Wno-maybe-uninitialized)
+  target_compile_options(vela_build_options INTERFACE
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 # What every test's environment tells the sanitizers.
