@@ -165,8 +165,11 @@ ProjectHandle ProjectFile::snapshot(const VelaProject& project)
 {
     ProjectHandle copy = VelaProject::create();
     adopt(copy, project);
-    for (TrackHandle& track : copy->tracks)
+    for (TrackHandle& track : copy->tracks) {
         track = TrackHandle::create(*track);
+        // A take goes on writing its list of channels, which another thread lets go.
+        track->samples.detach();
+    }
     return copy;
 }
 

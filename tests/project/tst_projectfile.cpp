@@ -177,6 +177,7 @@ private slots:
         const auto project = noisy(1000, 1);
         const auto copy = ProjectFile::snapshot(*project);
         QCOMPARE(difference(*project, *copy), QString());
+        QVERIFY(!copy->tracks[0]->samples.isSharedWith(project->tracks[0]->samples));
         QVERIFY(copy->tracks[0]->samples[0].isSharedWith(project->tracks[0]->samples[0]));
         project->tracks[0]->samples[0].append(1.0F);
         project->tracks[0]->name = QStringLiteral("renamed");
