@@ -15,6 +15,7 @@ class Projects(case.EditorCase):
         path = self.folder / f"{self._testMethodName}.vela"
         self.editor.save(path)
         wait_until(path.exists, 10, "the project to be written")
+        self.editor.wait_for_work(10)
         return path
 
     def answer(self, button):

@@ -156,6 +156,12 @@ class Editor:
         self.display.key("ctrl+s")
         self._answer_dialog(SAVE_TITLE, path)
 
+    def wait_for_work(self, timeout):
+        """Until no file is worked on: a new file is there a little before its save has ended."""
+        button = self.controls.find(BUTTONS, "Save")
+        wait_until(lambda: self.controls.has_state(button, "ENABLED"), timeout,
+                   "the file work to end")
+
     def position(self):
         """The text of the position read-out."""
         def look():
